@@ -1,0 +1,63 @@
+#include "app/BackendOptions.h"
+
+#include "bus/SerialPortBackend.h"
+#include "sim/SimulatedBoard.h"
+
+#include <QCommandLineParser>
+#include <QSettings>
+
+namespace BackendOptions {
+
+void addTo(QCommandLineParser& parser) {
+    parser.addOption({QStringLiteral("board"),
+                      QStringLiteral("Use the simulated adapter and test board: sim, or "
+                                     "sim:VARIANT with a fault (%1).")
+                          .arg(SimulatedBoard::variantNames().join(QStringLiteral(", "))),
+                      QStringLiteral("sim[:VARIANT]")});
+    parser.addOption({QStringLiteral("device"),
+                      QStringLiteral("Use this serial device for every port number (PATH), or "
+                                     "for port N (N=PATH); may be repeated."),
+                      QStringLiteral("PATH|N=PATH")});
+}
+
+std::unique_ptr<PortBackend> create(const QCommandLineParser& parser, QSettings& settings,
+                                    QString* error) {
+    return create(parser.value(QStringLiteral("board")),
+                  parser.values(QStringLiteral("device")), settings, error);
+}
+
+std::unique_ptr<PortBackend> create(const QString& board, const QStringList& devices,
+                                    QSettings& settings, QString* error) {
+    if (!board.isEmpty()) {
+        if (!devices.isEmpty()) {
+            *error = QStringLiteral("--board and --device exclude each other");
+            return nullptr;
+        }
+        const QString variant = board.section(u':', 1);
+        if (board.section(u':', 0, 0) != u"sim") {
+            *error = QStringLiteral("unknown board '%1' (the simulated board is 'sim')").arg(board);
+            return nullptr;
+        }
+        auto sim = SimulatedBoard::fromVariant(variant);
+        if (!sim)
+            *error = QStringLiteral("unknown board variant '%1' (known: %2)")
+                         .arg(variant, SimulatedBoard::variantNames().join(QStringLiteral(", ")));
+        return sim;
+    }
+    PortDeviceMap map;
+    for (const QString& d : devices) {
+        if (!map.applyOption(d)) {
+            *error = QStringLiteral("bad --device '%1' (PATH or N=PATH)").arg(d);
+            return nullptr;
+        }
+    }
+    map.readSettings(settings);
+    return std::make_unique<SerialPortBackend>(map);
+}
+
+} // namespace BackendOptions
+
+std::unique_ptr<QSettings> openSettingsStore() {
+    return std::make_unique<QSettings>(QSettings::NativeFormat, QSettings::UserScope,
+                                       QStringLiteral("Pellucor"));
+}

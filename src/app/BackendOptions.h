@@ -1,0 +1,32 @@
+#pragma once
+
+#include "bus/PortBackend.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+class QCommandLineParser;
+class QSettings;
+
+// The command-line options that choose what stands behind the port, shared by the window and
+// the command-line tool:
+//   --board sim[:VARIANT]   the simulated adapter and test board (VARIANT: a fault)
+//   --device PATH           a real serial device for every port number
+//   --device N=PATH         a real serial device for port N (may be repeated)
+// Without them, port n is the platform's n-th serial port (/dev/ttyS<n-1>, COM<n>), unless
+// the settings store maps it ("Devices/Port1" to "Devices/Port4").
+namespace BackendOptions {
+
+void addTo(QCommandLineParser& parser);
+// Builds the backend the options ask for; nullptr and a message for a bad option.
+std::unique_ptr<PortBackend> create(const QCommandLineParser& parser, QSettings& settings,
+                                    QString* error);
+std::unique_ptr<PortBackend> create(const QString& board, const QStringList& devices,
+                                    QSettings& settings, QString* error);
+
+} // namespace BackendOptions
+
+// The per-user settings store of the tool: application "Pellucor".
+std::unique_ptr<QSettings> openSettingsStore();

@@ -1,0 +1,81 @@
+// brolmet-cli: Tamsolvix without a window, for scripts and machines without a display.
+#include "app/BackendOptions.h"
+#include "app/ConsoleDialogs.h"
+#include "sim/SimulatedBoard.h"
+#include "ui/FrontPanel.h"
+#include "ui/Tester.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QSettings>
+
+#include <cstdio>
+
+namespace {
+
+void printState(const FrontPanel& panel, PortBackend& port) {
+    std::printf("  power button: %s\n", qPrintable(panel.text(Ctl::PowerG)));
+    QStringList panels;
+    for (int n = 1; n <= FrontPanel::kPanels; ++n) {
+        const Ctl p = FrontPanel::panel(n);
+        panels << (QLatin1Char('[') + panel.text(p) + (panel.isEnabled(p) ? "]" : "] (grey)"));
+    }
+    std::printf("  status bar:   %s\n", qPrintable(panels.join(QLatin1Char(' '))));
+    if (auto* sim = dynamic_cast<SimulatedBoard*>(&port)) {
+        const BoardWires& w = sim->wires();
+        std::printf("  lines:        port %s, DTR (data out) %s, RTS (clock) %s, data line %s\n",
+                    sim->isOpen() ? "open" : "closed", w.dtr ? "high" : "low",
+                    w.rts ? "high" : "low", w.data ? "high" : "low");
+    }
+}
+
+// A short tour on the simulated board: power on, the idle levels of the bus, power off.
+int demo(FrontPanel& panel, Tester& tester, PortBackend& port) {
+    std::printf("%s\n\nAt start-up:\n", qPrintable(panel.text(Ctl::Fo)));
+    printState(panel, port);
+    tester.TogglePower();
+    std::printf("\nPower switched on (I2C idle: data and clock high after a stop condition):\n");
+    printState(panel, port);
+    tester.TogglePower();
+    std::printf("\nPower switched off (the port is closed, the lines drop):\n");
+    printState(panel, port);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("brolmet-cli"));
+    QCoreApplication::setApplicationVersion(QStringLiteral("3.0.0"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Tamsolvix without a window.\n\nCommands:\n  demo   power the adapter, show the idle "
+        "levels and the status panels, power off"));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    BackendOptions::addTo(parser);
+    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("demo"));
+    parser.process(app);
+
+    const QStringList args = parser.positionalArguments();
+    if (args.size() != 1 || args.front() != u"demo") {
+        std::fprintf(stderr, "brolmet-cli: expected a command (demo); see --help\n");
+        return 2;
+    }
+    auto settings = openSettingsStore();
+    QString error;
+    auto port = BackendOptions::create(parser, *settings, &error);
+    if (!port) {
+        std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(error));
+        return 2;
+    }
+    FrontPanel panel;
+    ConsoleDialogs dialogs(stderr);
+    Tester tester(panel, *port, dialogs);
+    tester.startUp(Tester::StartSettings{});
+    const int status = demo(panel, tester, *port);
+    QCoreApplication::processEvents();
+    return dialogs.messages().isEmpty() ? status : 1;
+}

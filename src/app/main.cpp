@@ -1,0 +1,49 @@
+// brolmet: the Tamsolvix main window.
+#include "app/BackendOptions.h"
+#include "ui/FrontPanel.h"
+#include "ui/MainWindow.h"
+#include "ui/QtDialogs.h"
+#include "ui/Tester.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QScreen>
+#include <QSettings>
+
+#include <cstdio>
+
+int main(int argc, char** argv) {
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("brolmet"));
+    QApplication::setApplicationDisplayName(Tester::kApplicationTitle);
+    QApplication::setApplicationVersion(QStringLiteral("3.0.0"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Tamsolvix: drive I2C and Microwire chips through a serial port's "
+                       "modem-control lines."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    BackendOptions::addTo(parser);
+    parser.process(app);
+
+    auto settings = openSettingsStore();
+    QString error;
+    auto port = BackendOptions::create(parser, *settings, &error);
+    if (!port) {
+        std::fprintf(stderr, "brolmet: %s\n", qPrintable(error));
+        return 2;
+    }
+
+    FrontPanel panel;
+    QtDialogs dialogs;
+    Tester tester(panel, *port, dialogs);
+    tester.startUp(Tester::StartSettings{});
+
+    MainWindow window(panel, tester);
+    dialogs.setParent(&window);
+    window.show();
+    if (const QScreen* screen = window.screen()) // opens centred on the screen
+        window.move(screen->availableGeometry().center() - window.rect().center());
+    return app.exec();
+}

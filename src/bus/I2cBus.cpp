@@ -1,0 +1,7 @@
+#include "bus/I2cBus.h"
+
+void I2cBus::stop() {
+    lines_.dataLow();
+    lines_.clockHigh();
+    lines_.dataHigh();
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "bus/PortBackend.h"
+#include "bus/PortDeviceMap.h"
+
+#include <QSerialPort>
+
+// A real serial port through QSerialPort: 2400 baud, 8 data bits, no parity, one stop bit,
+// no flow control (the modem lines are ours to drive).
+class SerialPortBackend : public PortBackend {
+public:
+    explicit SerialPortBackend(PortDeviceMap map = {});
+
+    void selectPort(int number) override { number_ = number; }
+    int selectedPort() const override { return number_; }
+    bool isOpen() const override { return port_.isOpen(); }
+    bool open(QString* whyNot) override;
+    void close() override;
+    void setDtr(bool on) override;
+    void setRts(bool on) override;
+    bool cts() override;
+    bool dsr() override;
+    void sendByte(std::uint8_t byte) override;
+
+    QString deviceName() const { return map_.deviceFor(number_); }
+
+    // The reason for a failed open, as a user can act on it.
+    static QString openFailureReason(QSerialPort::SerialPortError error, const QString& device,
+                                     const QString& platformText);
+
+private:
+    void checkLost();
+
+    PortDeviceMap map_;
+    QSerialPort port_;
+    int number_ = 1;
+};
