@@ -57,11 +57,13 @@ public:
         return high;
     }
 
-private:
+    // Records a level in the trace (while analysis is on) without touching the port.
     void record(LevelRecorder::Line line, bool high) {
         if (analysisOn_ && recorder_)
             recorder_->recordLevel(line, high);
     }
+
+private:
 
     PortBackend* port_;
     LevelRecorder* recorder_ = nullptr;

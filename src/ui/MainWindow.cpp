@@ -66,8 +66,10 @@ void ObservationView::mouseReleaseEvent(QMouseEvent* event) {
 MainWindow::MainWindow(FrontPanel& panel, Tester& tester) : panel_(panel), tester_(tester) {
     setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                    Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
-    QFont font = this->font();
-    font.setPointSizeF(8.25);
+    // A small sans serif with Arial's metrics keeps the texts inside their fixed places.
+    QFont font(QStringLiteral("Liberation Sans"));
+    font.setStyleHint(QFont::SansSerif);
+    font.setPixelSize(11);
     setFont(font);
 
     auto* client = new QWidget(this);

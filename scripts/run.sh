@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Sets up, builds and starts Tamsolvix on the simulated test board: the window where there is
+# a display, a short demonstration on the terminal where there is none.
+# Further arguments go to the program (for example --board sim:dsr-low).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+bash scripts/setup.sh
+cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DTAMSOLVIX_TESTS=OFF \
+  -DTAMSOLVIX_BENCHMARKS=OFF >/dev/null
+cmake --build build/release --target brolmet brolmet-cli
+
+if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
+  exec build/release/src/brolmet --board sim "$@"
+else
+  echo "No display: running the headless demonstration on the simulated board." >&2
+  exec build/release/src/brolmet-cli --board sim "$@" demo
+fi

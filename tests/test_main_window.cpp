@@ -1,0 +1,121 @@
+#include "sim/SimulatedBoard.h"
+#include "support/ScriptedDialogs.h"
+#include "ui/FrontPanel.h"
+#include "ui/MainWindow.h"
+#include "ui/Tester.h"
+
+#include <QAction>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QMenu>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSlider>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct WindowFixture : ::testing::Test {
+    FrontPanel panel;
+    SimulatedBoard board;
+    ScriptedDialogs dialogs;
+    Tester tester{panel, board, dialogs};
+    std::unique_ptr<MainWindow> window;
+
+    void SetUp() override {
+        tester.startUp({});
+        window = std::make_unique<MainWindow>(panel, tester);
+        window->show();
+    }
+    template <class W> W* get(Ctl c) {
+        auto* w = qobject_cast<W*>(window->widget(c));
+        EXPECT_NE(w, nullptr) << FrontPanel::name(c).toStdString();
+        return w;
+    }
+};
+
+} // namespace
+
+TEST_F(WindowFixture, EveryControlMirrorsTheModel) {
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"));
+    for (int i = 0; i < FrontPanel::kControls; ++i) {
+        const auto c = static_cast<Ctl>(i);
+        if (c == Ctl::Fo || c == Ctl::Mfile || c == Ctl::Msetup || c == Ctl::Anal || c == Ctl::Rep1)
+            continue;
+        const bool shown = window->widget(c) || window->action(c);
+        EXPECT_TRUE(shown) << FrontPanel::name(c).toStdString() << " has no widget";
+    }
+    EXPECT_EQ(get<QGroupBox>(Ctl::Frame1)->title(), QStringLiteral("Sequence 1"));
+    EXPECT_EQ(get<QGroupBox>(Ctl::Frame2)->toolTip(), QStringLiteral("&hHexa / Xbit serial"));
+    EXPECT_EQ(get<QPushButton>(Ctl::Go1)->toolTip(), QStringLiteral("Run Commands"));
+    EXPECT_EQ(get<QComboBox>(Ctl::C3)->toolTip(), QStringLiteral("Command 3"));
+    EXPECT_EQ(get<QComboBox>(Ctl::C1)->count(), 6);
+    EXPECT_EQ(get<QComboBox>(Ctl::D4)->itemText(5), QStringLiteral("Constans"));
+    EXPECT_FALSE(get<QComboBox>(Ctl::C2)->isEnabled());
+    EXPECT_TRUE(get<QRadioButton>(Ctl::Noff)->isChecked());
+    EXPECT_EQ(get<QLabel>(FrontPanel::panel(8))->text(), QStringLiteral(" 1000mS"));
+    EXPECT_EQ(get<QLabel>(FrontPanel::panel(1))->toolTip(), QStringLiteral("Serial Port"));
+    EXPECT_FALSE(get<QLabel>(FrontPanel::panel(11))->isEnabled());
+    EXPECT_EQ(get<QLabel>(FrontPanel::panel(2))->width(), 1440 / 15);
+    EXPECT_TRUE(window->action(Ctl::Anal_be)->isChecked());
+    EXPECT_EQ(window->action(Ctl::Mset_Device)->text(), QStringLiteral("&Device Detect"));
+    EXPECT_EQ(window->popupMenu()->actions().size(), 3);
+
+    // Model changes reach the widgets...
+    tester.TogglePower();
+    EXPECT_EQ(get<QPushButton>(Ctl::PowerG)->text(), QStringLiteral("Power ON"));
+    EXPECT_TRUE(get<QPushButton>(Ctl::PowerG)->styleSheet().contains(QStringLiteral("#ff8080")));
+    EXPECT_FALSE(window->action(Ctl::Mset_micro)->isEnabled());
+    panel.setText(Ctl::Dump1, QStringLiteral("Acknowledge Found !\r\nAddres:   160\r\n"));
+    EXPECT_EQ(get<QWidget>(Ctl::Dump1)->property("plainText").toString(),
+              QStringLiteral("Acknowledge Found !\nAddres:   160\n"));
+
+    // ...and the user's edits reach the model.
+    get<QComboBox>(Ctl::C1)->setEditText(QStringLiteral("&hA0"));
+    EXPECT_EQ(panel.text(Ctl::C1), QStringLiteral("&hA0"));
+    EXPECT_TRUE(get<QComboBox>(Ctl::C2)->isEnabled());
+    get<QSlider>(Ctl::Analog_ki)->setValue(77);
+    EXPECT_EQ(panel.value(Ctl::Analog_ki), 77);
+    QTest::mouseClick(get<QRadioButton>(Ctl::Ns12), Qt::LeftButton);
+    EXPECT_EQ(tester.timerSelection(), 12);
+    EXPECT_FALSE(get<QRadioButton>(Ctl::Noff)->isChecked());
+}
+
+TEST_F(WindowFixture, ButtonsMenusAndDoubleClicksReachTheirActions) {
+    QTest::mouseClick(get<QPushButton>(Ctl::PowerG), Qt::LeftButton);
+    EXPECT_TRUE(tester.powerOn());
+    QTest::mouseClick(get<QPushButton>(Ctl::PowerG), Qt::LeftButton);
+    EXPECT_FALSE(tester.powerOn());
+
+    dialogs.thenInput(QStringLiteral("2"));
+    QTest::mouseDClick(get<QLabel>(FrontPanel::panel(1)), Qt::LeftButton);
+    EXPECT_EQ(tester.portNumber(), 2);
+    EXPECT_EQ(get<QLabel>(FrontPanel::panel(1))->text(), QStringLiteral("Port: 2"));
+
+    dialogs.thenInput(QStringLiteral("bench rig"));
+    QTest::mouseDClick(get<QLabel>(Ctl::Megjegyzes), Qt::LeftButton);
+    EXPECT_EQ(get<QLabel>(Ctl::Megjegyzes)->text(), QStringLiteral("Note: bench rig"));
+
+    window->action(Ctl::Mset_micro)->trigger();
+    EXPECT_TRUE(panel.isChecked(Ctl::Mset_micro));
+    EXPECT_TRUE(window->action(Ctl::Mset_micro)->isChecked());
+    EXPECT_EQ(get<QLabel>(Ctl::Label4)->text(), QStringLiteral("+"));
+    EXPECT_TRUE(dialogs.scriptUsedUp());
+}
+
+TEST_F(WindowFixture, TheSizeIsFixedAndSnapsBackAfterAResize) {
+    const QSize size = window->size();
+    EXPECT_EQ(window->centralWidget()->size(), QSize(555, 475));
+    window->resize(size + QSize(200, 150));
+    EXPECT_EQ(window->size(), size);
+    window->showMinimized();
+    window->showNormal();
+    EXPECT_EQ(window->size(), size);
+    EXPECT_FALSE(window->windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
+    EXPECT_TRUE(window->windowFlags().testFlag(Qt::WindowMinimizeButtonHint));
+    // The observation picture's inner area, inside its sunken border.
+    EXPECT_EQ(window->observation()->contentsRect().size(), QSize(533, 37));
+}

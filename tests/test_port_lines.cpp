@@ -1,0 +1,247 @@
+#include "bus/PortDeviceMap.h"
+#include "bus/PortLines.h"
+#include "bus/SerialPortBackend.h"
+#include "sim/SimulatedBoard.h"
+
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Line = LevelRecorder::Line;
+
+struct Recorded : LevelRecorder {
+    std::vector<std::pair<Line, bool>> levels;
+    void recordLevel(Line line, bool high) override { levels.emplace_back(line, high); }
+};
+
+// A chip that holds the data line low whenever it is told to.
+struct Puller : SimDevice {
+    bool pulling = false;
+    void wiresChanged(const BoardWires&, std::uint64_t) override {}
+    bool pullsDataLow() const override { return pulling; }
+};
+
+struct LinesFixture : ::testing::Test {
+    SimulatedBoard board;
+    PortLines lines{board};
+    Recorded trace;
+    void SetUp() override { lines.setRecorder(&trace); }
+};
+
+} // namespace
+
+TEST_F(LinesFixture, I2cOpenRaisesClockAndDataUntracedAndLeavesAnOpenPortAsItIs) {
+    lines.setAnalysisOn(true);
+    ASSERT_TRUE(lines.openPortI2c());
+    EXPECT_TRUE(board.isOpen());
+    EXPECT_TRUE(board.wires().rts);
+    EXPECT_TRUE(board.wires().dtr);
+    EXPECT_TRUE(trace.levels.empty()); // the two raises go straight to the port
+
+    lines.clockLow();
+    lines.dataLow();
+    EXPECT_TRUE(lines.openPortI2c()); // already open: nothing is driven
+    EXPECT_FALSE(board.wires().rts);
+    EXPECT_FALSE(board.wires().dtr);
+    EXPECT_EQ(board.opens(), 1);
+
+    lines.closePort();
+    lines.closePort(); // a closed port: nothing happens
+    EXPECT_FALSE(board.isOpen());
+    EXPECT_FALSE(board.wires().rts); // closing dropped both lines
+}
+
+TEST_F(LinesFixture, MicrowireOpenLeavesDataHighAndClockLowThroughTheLineOperations) {
+    lines.setAnalysisOn(true);
+    ASSERT_TRUE(lines.openPortMicrowire());
+    EXPECT_TRUE(board.wires().dtr);
+    EXPECT_FALSE(board.wires().rts);
+    ASSERT_EQ(trace.levels.size(), 2u);
+    EXPECT_EQ(trace.levels[0], std::make_pair(Line::Data, true));
+    EXPECT_EQ(trace.levels[1], std::make_pair(Line::Clock, false));
+}
+
+TEST_F(LinesFixture, OpeningABusyOrMissingPortFailsAndSaysWhy) {
+    QString why;
+    board.selectPort(3);
+    EXPECT_FALSE(lines.openPortI2c(&why));
+    EXPECT_TRUE(why.contains(QStringLiteral("in use"))) << why.toStdString();
+    board.selectPort(4);
+    EXPECT_FALSE(lines.openPortMicrowire(&why));
+    EXPECT_TRUE(why.contains(QStringLiteral("does not exist"))) << why.toStdString();
+    board.selectPort(0);
+    EXPECT_FALSE(lines.openPortI2c(&why));
+    EXPECT_FALSE(board.isOpen());
+    board.selectPort(2);
+    EXPECT_TRUE(lines.openPortI2c(&why));
+}
+
+TEST_F(LinesFixture, EachLineOperationIsOnePortCallAndIsRecordedOnlyWhileAnalysisIsOn) {
+    ASSERT_TRUE(lines.openPortI2c());
+    auto calls = board.portCalls();
+    lines.dataLow();
+    lines.clockLow();
+    lines.clockHigh();
+    lines.dataHigh();
+    EXPECT_TRUE(lines.readData());
+    EXPECT_EQ(board.portCalls() - calls, 5u);
+    EXPECT_TRUE(trace.levels.empty());
+
+    lines.setAnalysisOn(true);
+    calls = board.portCalls();
+    lines.dataLow();
+    lines.clockLow();
+    EXPECT_FALSE(lines.readData()); // data out low: the line reads low
+    lines.clockHigh();
+    lines.dataHigh();
+    EXPECT_EQ(board.portCalls() - calls, 5u);
+    const std::vector<std::pair<Line, bool>> expected = {{Line::Data, false},
+                                                         {Line::Clock, false},
+                                                         {Line::Data, false},
+                                                         {Line::Clock, true},
+                                                         {Line::Data, true}};
+    EXPECT_EQ(trace.levels, expected);
+}
+
+TEST_F(LinesFixture, TheDataLineIsOpenDrainAndAClosedPortReadsReleased) {
+    Puller chip;
+    board.attach(&chip);
+    ASSERT_TRUE(lines.openPortI2c());
+    EXPECT_TRUE(lines.readData());
+    chip.pulling = true;
+    lines.dataHigh(); // releasing the line does not lift what a device holds low
+    EXPECT_FALSE(lines.readData());
+    EXPECT_FALSE(board.wires().data);
+    chip.pulling = false;
+    lines.dataHigh();
+    EXPECT_TRUE(lines.readData());
+
+    lines.closePort();
+    lines.dataLow(); // accepted on a closed port, without effect
+    EXPECT_FALSE(board.wires().dtr);
+    EXPECT_TRUE(lines.readData());
+    EXPECT_FALSE(board.dsr());
+}
+
+TEST(SimulatedBoard, DsrFollowsRtsUnlessTheStrapIsFaulty) {
+    auto readPairs = [](SimulatedBoard& b) {
+        // (DSR with RTS on, DSR with RTS off), three times
+        std::vector<std::pair<bool, bool>> r;
+        for (int i = 0; i < 3; ++i) {
+            b.setRts(true);
+            const bool up = b.dsr();
+            b.setRts(false);
+            r.emplace_back(up, b.dsr());
+        }
+        return r;
+    };
+    using P = std::vector<std::pair<bool, bool>>;
+    const struct {
+        const char* variant;
+        P expected;
+    } cases[] = {
+        {"", {{true, false}, {true, false}, {true, false}}},
+        {"dsr-low", {{false, false}, {false, false}, {false, false}}},
+        {"dsr-high", {{true, true}, {true, true}, {true, true}}},
+        {"dsr-late", {{false, false}, {true, false}, {true, false}}},
+    };
+    for (const auto& c : cases) {
+        auto board = SimulatedBoard::fromVariant(QString::fromLatin1(c.variant));
+        ASSERT_TRUE(board);
+        QString why;
+        ASSERT_TRUE(board->open(&why));
+        EXPECT_EQ(readPairs(*board), c.expected) << c.variant;
+    }
+    EXPECT_EQ(SimulatedBoard::fromVariant(QStringLiteral("no-such-fault")), nullptr);
+}
+
+TEST(SimulatedBoard, StuckDataInIgnoresTheDataLine) {
+    auto high = SimulatedBoard::fromVariant(QStringLiteral("cts-high"));
+    auto low = SimulatedBoard::fromVariant(QStringLiteral("cts-low"));
+    QString why;
+    ASSERT_TRUE(high->open(&why) && low->open(&why));
+    high->setDtr(false);
+    low->setDtr(true);
+    EXPECT_TRUE(high->cts());
+    EXPECT_FALSE(low->cts());
+}
+
+TEST(SimulatedBoard, AnUnpluggedAdapterClosesThePortAndReportsOnce) {
+    auto board = SimulatedBoard::fromVariant(QStringLiteral("unplug"));
+    QStringList reports;
+    board->setLostHandler([&](const QString& why) { reports << why; });
+    PortLines lines(*board);
+    ASSERT_TRUE(lines.openPortI2c());
+    for (int i = 0; i < 5000; ++i) // runs on past the unplugging without harm
+        lines.clockLow(), lines.dataHigh(), lines.readData();
+    EXPECT_FALSE(board->isOpen());
+    ASSERT_EQ(reports.size(), 1);
+    EXPECT_TRUE(reports.front().contains(QStringLiteral("unplugged")));
+}
+
+TEST(SimulatedBoard, KeepsTheCharactersSentOnTxdAndAdvancesItsClockPerCall) {
+    SimulatedBoard board;
+    board.setCallCostNs(1000);
+    QString why;
+    ASSERT_TRUE(board.open(&why));
+    const auto t0 = board.nowNs();
+    board.sendByte(0xFF);
+    board.setRts(true);
+    EXPECT_EQ(board.sentCharacters(), std::vector<std::uint8_t>{0xFF});
+    EXPECT_EQ(board.nowNs() - t0, 2000u);
+}
+
+TEST(PortDeviceMap, MapsPortNumbersToDevicesFromOptionsThenSettingsThenThePlatform) {
+    EXPECT_TRUE(PortDeviceMap::platformDefault(1).endsWith(QStringLiteral("S0")) ||
+                PortDeviceMap::platformDefault(1) == u"COM1");
+
+    PortDeviceMap single;
+    EXPECT_TRUE(single.applyOption(QStringLiteral("2=/dev/serial/by-id/usb-adapter")));
+    EXPECT_EQ(single.deviceFor(2), QStringLiteral("/dev/serial/by-id/usb-adapter"));
+    EXPECT_EQ(single.deviceFor(3), PortDeviceMap::platformDefault(3));
+    EXPECT_FALSE(single.applyOption(QStringLiteral("x=/dev/a")));
+    EXPECT_FALSE(single.applyOption(QStringLiteral("2=")));
+    EXPECT_FALSE(single.applyOption(QString()));
+
+    PortDeviceMap all;
+    EXPECT_TRUE(all.applyOption(QStringLiteral("/tmp/adapter")));
+    EXPECT_EQ(all.deviceFor(4), QStringLiteral("/tmp/adapter"));
+
+    QTemporaryDir dir;
+    QSettings settings(dir.filePath(QStringLiteral("s.ini")), QSettings::IniFormat);
+    settings.setValue(QStringLiteral("Devices/Port1"), QStringLiteral("/tmp/from-settings"));
+    settings.setValue(QStringLiteral("Devices/Port2"), QStringLiteral("/tmp/also-settings"));
+    PortDeviceMap fromSettings;
+    fromSettings.map(2, QStringLiteral("/tmp/from-option"));
+    fromSettings.readSettings(settings);
+    EXPECT_EQ(fromSettings.deviceFor(1), QStringLiteral("/tmp/from-settings"));
+    EXPECT_EQ(fromSettings.deviceFor(2), QStringLiteral("/tmp/from-option"));
+}
+
+TEST(SerialPortBackend, AFailedOpenSaysWhatTheUserCanDo) {
+    const QString dev = QStringLiteral("/tmp/adapter");
+    EXPECT_TRUE(SerialPortBackend::openFailureReason(QSerialPort::PermissionError, dev, {})
+                    .contains(QStringLiteral("dialout")));
+    EXPECT_TRUE(SerialPortBackend::openFailureReason(QSerialPort::DeviceNotFoundError, dev, {})
+                    .contains(QStringLiteral("/tmp/adapter does not exist")));
+    EXPECT_TRUE(SerialPortBackend::openFailureReason(QSerialPort::UnknownError, dev, {}).isEmpty());
+}
+
+TEST(SerialPortBackend, ANonexistentDeviceFailsToOpenWithAReason) {
+    // A path that cannot be a device: the open fails before any hardware is touched.
+    PortDeviceMap map;
+    map.mapAll(QStringLiteral("/nonexistent/tamsolvix-test-port"));
+    SerialPortBackend port(map);
+    QString why;
+    EXPECT_FALSE(port.open(&why));
+    EXPECT_FALSE(port.isOpen());
+    EXPECT_FALSE(why.isEmpty());
+    port.setDtr(true); // accepted while closed
+    EXPECT_TRUE(port.cts());
+}

@@ -1,0 +1,323 @@
+#include "sim/SimulatedBoard.h"
+#include "support/ScriptedDialogs.h"
+#include "ui/FrontPanel.h"
+#include "ui/Tester.h"
+
+#include <QCoreApplication>
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+struct Recorded : LevelRecorder {
+    int count = 0;
+    void recordLevel(Line, bool) override { ++count; }
+};
+
+struct TesterFixture : ::testing::Test {
+    FrontPanel panel;
+    SimulatedBoard board;
+    ScriptedDialogs dialogs;
+    Tester tester{panel, board, dialogs};
+    Recorded trace;
+
+    void SetUp() override {
+        tester.startUp({});
+        tester.lines().setRecorder(&trace);
+    }
+    void TearDown() override {
+        EXPECT_TRUE(dialogs.scriptUsedUp()) << "a scripted answer was never asked for";
+    }
+    QString panelText(int n) const { return panel.text(FrontPanel::panel(n)); }
+    bool panelEnabled(int n) const { return panel.isEnabled(FrontPanel::panel(n)); }
+};
+
+} // namespace
+
+TEST_F(TesterFixture, StartsWithTheDesignTextsAndTheStartState) {
+    EXPECT_EQ(panel.text(Ctl::Fo), QStringLiteral("I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"));
+    EXPECT_EQ(panel.text(Ctl::Megjegyzes), QStringLiteral("Note:  "));
+    const QStringList panels = {QStringLiteral("Port: 1"), QStringLiteral("Sequence 1: Stop"),
+                                QStringLiteral("Sequence 2: Stop"), {}, {}, {}, {},
+                                QStringLiteral(" 1000mS"), QStringLiteral("I2C"),
+                                QStringLiteral("S:ON"), QStringLiteral("3750.00 uS")};
+    for (int n = 1; n <= 11; ++n)
+        EXPECT_EQ(panelText(n), panels[n - 1]) << "panel " << n;
+    EXPECT_FALSE(panelEnabled(10));
+    EXPECT_FALSE(panelEnabled(11));
+    EXPECT_TRUE(panelEnabled(9));
+
+    EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power OFF"));
+    EXPECT_EQ(panel[Ctl::PowerG].colour, QColor(128, 255, 128));
+    EXPECT_TRUE(panel.isChecked(Ctl::Anal_be));
+    EXPECT_TRUE(tester.analysisOn());
+    EXPECT_TRUE(panel.isChecked(Ctl::Noff));
+    EXPECT_EQ(tester.timerSelection(), 0);
+    EXPECT_FALSE(panel.isChecked(Ctl::Mset_micro));
+    EXPECT_FALSE(panel.isChecked(Ctl::Mset_start));
+    EXPECT_FALSE(panel.isEnabled(Ctl::Mset_start));
+    EXPECT_FALSE(panel.isEnabled(Ctl::Mset_reset));
+    EXPECT_TRUE(panel.isEnabled(Ctl::Mset_Device));
+    EXPECT_EQ(panel.text(Ctl::Label8), QStringLiteral("A Stop"));
+
+    for (int s = 1; s <= 2; ++s) {
+        for (int k = 1; k <= 4; ++k) {
+            EXPECT_EQ(panel.text(FrontPanel::cell(s, k)), QStringLiteral("Stop"));
+            EXPECT_EQ(panel.isEnabled(FrontPanel::cell(s, k)), k == 1);
+        }
+    }
+    EXPECT_EQ(panel.cellItems(), tester.commandKeywords());
+    EXPECT_FALSE(board.isOpen());
+    EXPECT_EQ(board.selectedPort(), 1);
+}
+
+TEST_F(TesterFixture, PowerInI2cModeOpensThePortAndLeavesTheBusIdleUnrecorded) {
+    tester.TogglePower();
+    EXPECT_TRUE(tester.powerOn());
+    EXPECT_TRUE(board.isOpen());
+    EXPECT_TRUE(board.wires().dtr && board.wires().rts);
+    EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power ON"));
+    EXPECT_EQ(panel[Ctl::PowerG].colour, QColor(255, 128, 128));
+    EXPECT_FALSE(panel.isEnabled(Ctl::Mset_micro));
+    EXPECT_EQ(trace.count, 0); // analysis was suspended while switching
+    EXPECT_TRUE(tester.analysisOn());
+
+    tester.TogglePower();
+    EXPECT_FALSE(tester.powerOn());
+    EXPECT_FALSE(board.isOpen());
+    EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power OFF"));
+    EXPECT_EQ(panel[Ctl::PowerG].colour, QColor(128, 255, 128));
+    EXPECT_TRUE(panel.isEnabled(Ctl::Mset_micro));
+    EXPECT_TRUE(dialogs.shown.empty());
+}
+
+TEST_F(TesterFixture, AnalysisComesBackFromTheMenuCheckMarkNotFromItsOldValue) {
+    panel.setChecked(Ctl::Anal_be, false);
+    tester.TogglePower();
+    EXPECT_FALSE(tester.analysisOn());
+    panel.setChecked(Ctl::Anal_be, true);
+    tester.TogglePower();
+    EXPECT_TRUE(tester.analysisOn());
+}
+
+TEST_F(TesterFixture, PowerInMicrowireModeLeavesDataHighAndClockLow) {
+    tester.Mset_micro_Click();
+    tester.TogglePower();
+    EXPECT_TRUE(board.isOpen());
+    EXPECT_TRUE(board.wires().dtr);
+    EXPECT_FALSE(board.wires().rts);
+    EXPECT_EQ(trace.count, 0);
+}
+
+TEST(TesterPower, AFailedPowerOnSaysSoAndStaysOnUntilSwitchedOff) {
+    for (const bool microwire : {false, true}) {
+        FrontPanel panel;
+        SimulatedBoard board;
+        ScriptedDialogs dialogs;
+        Tester tester(panel, board, dialogs);
+        Tester::StartSettings settings;
+        settings.port = QStringLiteral("5"); // a stored port that does not exist
+        settings.microwire = microwire ? QStringLiteral("1") : QStringLiteral("0");
+        tester.startUp(settings);
+        EXPECT_EQ(panel.text(FrontPanel::panel(1)), QStringLiteral("Port: 5"));
+
+        dialogs.thenMessage();
+        tester.TogglePower();
+        ASSERT_EQ(dialogs.messages().size(), 1);
+        EXPECT_EQ(dialogs.messages().front(),
+                  microwire ? QStringLiteral("Not Valid Com Port!\r\nPlease Check!")
+                            : QStringLiteral("Error! Not foung free Comm Port!"));
+        EXPECT_TRUE(dialogs.shown.front().detail.contains(QStringLiteral("does not exist")));
+        EXPECT_TRUE(tester.powerOn());
+        EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power ON"));
+        EXPECT_FALSE(board.isOpen());
+
+        tester.TogglePower();
+        EXPECT_FALSE(tester.powerOn());
+        EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power OFF"));
+    }
+}
+
+TEST(TesterChoosePort, EveryKindOfAnswerSelectsAPortTestsItAndLeavesItClosed) {
+    const struct {
+        std::optional<QString> answer;
+        int port;
+    } cases[] = {
+        {QStringLiteral("3"), 3},   {QStringLiteral("7"), 1},   {QStringLiteral("0"), 1},
+        {QStringLiteral("-3"), 1},  {QStringLiteral("300"), 1}, {QStringLiteral("abc"), 1},
+        {QString(), 1},             {std::nullopt, 1},          {QStringLiteral("2.9"), 2},
+        {QStringLiteral("0 3"), 3}, {QStringLiteral("&h4"), 4}, {QStringLiteral("4.99"), 4},
+    };
+    for (const auto& c : cases) {
+        FrontPanel panel;
+        SimulatedBoard board;
+        board.setPortState(3, SimulatedBoard::PortState::Free);
+        board.setPortState(4, SimulatedBoard::PortState::Free);
+        ScriptedDialogs dialogs;
+        Tester tester(panel, board, dialogs);
+        tester.startUp({});
+        dialogs.thenInput(c.answer);
+        tester.ChoosePort();
+        const QString what = c.answer.value_or(QStringLiteral("(cancel)"));
+        EXPECT_EQ(tester.portNumber(), c.port) << what.toStdString();
+        EXPECT_EQ(board.selectedPort(), c.port);
+        EXPECT_EQ(panel.text(FrontPanel::panel(1)), QStringLiteral("Port: %1").arg(c.port));
+        EXPECT_FALSE(board.isOpen());
+        EXPECT_EQ(board.opens(), 1);
+        EXPECT_FALSE(tester.powerOn());
+        ASSERT_EQ(dialogs.shown.size(), 1u);
+        EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("Serial Port (1,2,3,4)?\r\nActual: 1"));
+        EXPECT_EQ(dialogs.shown[0].title, QStringLiteral("Port Number Setting."));
+        EXPECT_TRUE(dialogs.shown[0].defaultText.isEmpty());
+    }
+}
+
+TEST_F(TesterFixture, ABusyPortBringsTheMessageAndTheQuestionAgain) {
+    dialogs.thenInput(QStringLiteral("3")).thenMessage().thenInput(QStringLiteral("2"));
+    tester.ChoosePort();
+    EXPECT_EQ(dialogs.messages(), QStringList{QStringLiteral("Error! Not free or valid Comm Port!")});
+    EXPECT_TRUE(dialogs.shown[1].detail.contains(QStringLiteral("in use")));
+    EXPECT_EQ(dialogs.shown[2].text, QStringLiteral("Serial Port (1,2,3,4)?\r\nActual: 1"));
+    EXPECT_EQ(tester.portNumber(), 2);
+    EXPECT_EQ(panelText(1), QStringLiteral("Port: 2"));
+    EXPECT_FALSE(board.isOpen());
+}
+
+TEST_F(TesterFixture, CancellingAfterAFailureKeepsThePortChosenBefore) {
+    dialogs.thenInput(QStringLiteral("2"));
+    tester.ChoosePort();
+    dialogs.thenInput(QStringLiteral("4")).thenMessage().thenInput(std::nullopt);
+    tester.ChoosePort();
+    EXPECT_EQ(tester.portNumber(), 2);
+    EXPECT_EQ(board.selectedPort(), 2);
+    EXPECT_EQ(panelText(1), QStringLiteral("Port: 2"));
+    EXPECT_FALSE(board.isOpen());
+}
+
+TEST_F(TesterFixture, ChoosingAPortWhilePoweredSwitchesOffAndTracesTheClosingStop) {
+    tester.TogglePower();
+    dialogs.thenInput(QStringLiteral("1"));
+    tester.ChoosePort();
+    EXPECT_FALSE(tester.powerOn());
+    EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power OFF"));
+    EXPECT_FALSE(board.isOpen());
+    // TogglePower brought analysis back before the stop condition was driven: three line
+    // changes and the two idle records after a stop.
+    EXPECT_EQ(trace.count, 5);
+    EXPECT_TRUE(tester.analysisOn());
+
+    panel.setChecked(Ctl::Anal_be, false);
+    trace.count = 0;
+    dialogs.thenInput(QStringLiteral("1"));
+    tester.ChoosePort();
+    EXPECT_EQ(trace.count, 0);
+    EXPECT_FALSE(tester.analysisOn());
+}
+
+TEST_F(TesterFixture, PanelDoubleClicksGoByTheTextNotThePosition) {
+    dialogs.thenInput(QStringLiteral("2"));
+    tester.Status_PanelDblClick(1); // "Port: 1"
+    EXPECT_EQ(tester.portNumber(), 2);
+
+    panel.setText(FrontPanel::panel(1), QStringLiteral("Port:2")); // no blank: not a port text
+    tester.Status_PanelDblClick(1);
+    panel.setText(FrontPanel::panel(1), QStringLiteral("Port: 5"));
+    tester.Status_PanelDblClick(1);
+    for (int n : {2, 3, 4, 10, 11})
+        tester.Status_PanelDblClick(n);
+    EXPECT_EQ(dialogs.shown.size(), 1u);
+
+    panel.setText(FrontPanel::panel(4), QStringLiteral("Port: 3")); // any panel with the text
+    dialogs.thenInput(QStringLiteral("1"));
+    tester.Status_PanelDblClick(4);
+    EXPECT_EQ(dialogs.shown.size(), 2u);
+
+    tester.TogglePower();
+    tester.Status_PanelDblClick(9); // "I2C" while powered: nothing
+    EXPECT_FALSE(panel.isChecked(Ctl::Mset_micro));
+    tester.TogglePower();
+    tester.Status_PanelDblClick(9);
+    EXPECT_TRUE(panel.isChecked(Ctl::Mset_micro));
+    EXPECT_EQ(panelText(9), QStringLiteral("Microwire"));
+    tester.Status_PanelDblClick(9);
+    EXPECT_FALSE(panel.isChecked(Ctl::Mset_micro));
+}
+
+TEST_F(TesterFixture, TheNoteCanBeEditedButNeverEmptied) {
+    dialogs.thenInput(QStringLiteral("EEPROM at A0"));
+    tester.EditNote();
+    EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("Sequences Comment: "));
+    EXPECT_EQ(dialogs.shown[0].title, QStringLiteral("No Title"));
+    EXPECT_EQ(dialogs.shown[0].defaultText, QStringLiteral(" "));
+    EXPECT_EQ(panel.text(Ctl::Megjegyzes), QStringLiteral("Note: EEPROM at A0"));
+
+    dialogs.thenInput(QString()).thenInput(std::nullopt);
+    tester.EditNote();
+    tester.EditNote();
+    EXPECT_EQ(dialogs.shown[2].defaultText, QStringLiteral("EEPROM at A0"));
+    EXPECT_EQ(tester.noteText(), QStringLiteral("EEPROM at A0"));
+    EXPECT_EQ(panel.text(Ctl::Megjegyzes), QStringLiteral("Note: EEPROM at A0"));
+}
+
+TEST_F(TesterFixture, TheModeSwitchShowsEitherColumnAndKeepsTheStartBitTextWhenGreyed) {
+    panel.setEnabled(Ctl::Mset_start, true);
+    tester.Mset_start_Click(); // checked: start bit on
+    tester.Mset_micro_Click();
+    EXPECT_EQ(panelText(9), QStringLiteral("Microwire"));
+    EXPECT_EQ(panelText(10), QStringLiteral("S:ON"));
+    EXPECT_TRUE(panelEnabled(10) && panelEnabled(11));
+    EXPECT_TRUE(tester.startBitOn());
+    for (Ctl c : {Ctl::Label4, Ctl::Label6, Ctl::Label7, Ctl::Label11, Ctl::Label12, Ctl::Label13}) {
+        EXPECT_EQ(panel.text(c), QStringLiteral("+"));
+        EXPECT_TRUE(panel[c].toolTip.isEmpty());
+    }
+    EXPECT_EQ(panel.text(Ctl::Label14), QStringLiteral("Stop"));
+    EXPECT_EQ(panel[Ctl::Label3].toolTip, QStringLiteral("Start bit ON (1)"));
+    EXPECT_FALSE(panel.isEnabled(Ctl::Mset_Device));
+    EXPECT_TRUE(panel.isEnabled(Ctl::Mset_reset));
+
+    tester.Mset_micro_Click();
+    EXPECT_EQ(panelText(10), QStringLiteral("S:ON"));
+    EXPECT_FALSE(panelEnabled(10));
+    EXPECT_TRUE(tester.startBitOn());
+    EXPECT_EQ(panel.text(Ctl::Label8), QStringLiteral("A Stop"));
+    EXPECT_EQ(panel[Ctl::Label8].toolTip, QStringLiteral("Acknowledge & Stop"));
+    EXPECT_EQ(panel[Ctl::Label4].toolTip, QStringLiteral("Acknowledge"));
+    EXPECT_TRUE(panel[Ctl::Label10].toolTip.isEmpty());
+}
+
+TEST_F(TesterFixture, TheStopRuleCascadesAcrossEachRow) {
+    panel.setText(Ctl::C1, QStringLiteral("&h90"));
+    EXPECT_TRUE(panel.isEnabled(Ctl::C2));
+    EXPECT_FALSE(panel.isEnabled(Ctl::C3));
+    panel.setText(Ctl::C2, QStringLiteral("&h01"));
+    panel.setText(Ctl::C3, QStringLiteral("Dump1"));
+    EXPECT_TRUE(panel.isEnabled(Ctl::C3) && panel.isEnabled(Ctl::C4));
+    panel.setText(Ctl::C2, QStringLiteral("Stop"));
+    EXPECT_FALSE(panel.isEnabled(Ctl::C3) || panel.isEnabled(Ctl::C4));
+    EXPECT_EQ(panel.text(Ctl::C3), QStringLiteral("Dump1"));
+    panel.setText(Ctl::D1, QStringLiteral(" Stop")); // not the keyword
+    EXPECT_TRUE(panel.isEnabled(Ctl::D2));
+    EXPECT_FALSE(panel.isEnabled(Ctl::C3));
+}
+
+TEST(TesterUnplug, ALostAdapterIsReportedOnceAndSwitchedOff) {
+    FrontPanel panel;
+    auto board = SimulatedBoard::fromVariant(QStringLiteral("unplug"));
+    ScriptedDialogs dialogs;
+    Tester tester(panel, *board, dialogs);
+    tester.startUp({});
+    tester.TogglePower();
+    for (int i = 0; i < 3000; ++i) // a run that outlives the adapter
+        tester.lines().clockLow(), tester.lines().readData(), tester.lines().clockHigh();
+    EXPECT_TRUE(tester.powerOn()); // nothing happens inside the run itself
+    dialogs.thenMessage();
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(tester.powerOn());
+    EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power OFF"));
+    ASSERT_EQ(dialogs.shown.size(), 1u);
+    EXPECT_TRUE(dialogs.shown[0].detail.contains(QStringLiteral("unplugged")));
+    EXPECT_TRUE(dialogs.scriptUsedUp());
+}
