@@ -40,7 +40,8 @@ struct WindowFixture : ::testing::Test {
 } // namespace
 
 TEST_F(WindowFixture, EveryControlMirrorsTheModel) {
-    EXPECT_EQ(window->windowTitle(), QStringLiteral("I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"));
+    EXPECT_EQ(window->windowTitle(),
+              QStringLiteral("I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"));
     for (int i = 0; i < FrontPanel::kControls; ++i) {
         const auto c = static_cast<Ctl>(i);
         if (c == Ctl::Fo || c == Ctl::Mfile || c == Ctl::Msetup || c == Ctl::Anal || c == Ctl::Rep1)

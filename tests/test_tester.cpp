@@ -39,10 +39,17 @@ struct TesterFixture : ::testing::Test {
 TEST_F(TesterFixture, StartsWithTheDesignTextsAndTheStartState) {
     EXPECT_EQ(panel.text(Ctl::Fo), QStringLiteral("I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"));
     EXPECT_EQ(panel.text(Ctl::Megjegyzes), QStringLiteral("Note:  "));
-    const QStringList panels = {QStringLiteral("Port: 1"), QStringLiteral("Sequence 1: Stop"),
-                                QStringLiteral("Sequence 2: Stop"), {}, {}, {}, {},
-                                QStringLiteral(" 1000mS"), QStringLiteral("I2C"),
-                                QStringLiteral("S:ON"), QStringLiteral("3750.00 uS")};
+    const QStringList panels = {QStringLiteral("Port: 1"),
+                                QStringLiteral("Sequence 1: Stop"),
+                                QStringLiteral("Sequence 2: Stop"),
+                                {},
+                                {},
+                                {},
+                                {},
+                                QStringLiteral(" 1000mS"),
+                                QStringLiteral("I2C"),
+                                QStringLiteral("S:ON"),
+                                QStringLiteral("3750.00 uS")};
     for (int n = 1; n <= 11; ++n)
         EXPECT_EQ(panelText(n), panels[n - 1]) << "panel " << n;
     EXPECT_FALSE(panelEnabled(10));
@@ -145,10 +152,18 @@ TEST(TesterChoosePort, EveryKindOfAnswerSelectsAPortTestsItAndLeavesItClosed) {
         std::optional<QString> answer;
         int port;
     } cases[] = {
-        {QStringLiteral("3"), 3},   {QStringLiteral("7"), 1},   {QStringLiteral("0"), 1},
-        {QStringLiteral("-3"), 1},  {QStringLiteral("300"), 1}, {QStringLiteral("abc"), 1},
-        {QString(), 1},             {std::nullopt, 1},          {QStringLiteral("2.9"), 2},
-        {QStringLiteral("0 3"), 3}, {QStringLiteral("&h4"), 4}, {QStringLiteral("4.99"), 4},
+        {QStringLiteral("3"), 3},
+        {QStringLiteral("7"), 1},
+        {QStringLiteral("0"), 1},
+        {QStringLiteral("-3"), 1},
+        {QStringLiteral("300"), 1},
+        {QStringLiteral("abc"), 1},
+        {QString(), 1},
+        {std::nullopt, 1},
+        {QStringLiteral("2.9"), 2},
+        {QStringLiteral("0 3"), 3},
+        {QStringLiteral("&h4"), 4},
+        {QStringLiteral("4.99"), 4},
     };
     for (const auto& c : cases) {
         FrontPanel panel;
@@ -177,7 +192,8 @@ TEST(TesterChoosePort, EveryKindOfAnswerSelectsAPortTestsItAndLeavesItClosed) {
 TEST_F(TesterFixture, ABusyPortBringsTheMessageAndTheQuestionAgain) {
     dialogs.thenInput(QStringLiteral("3")).thenMessage().thenInput(QStringLiteral("2"));
     tester.ChoosePort();
-    EXPECT_EQ(dialogs.messages(), QStringList{QStringLiteral("Error! Not free or valid Comm Port!")});
+    EXPECT_EQ(dialogs.messages(),
+              QStringList{QStringLiteral("Error! Not free or valid Comm Port!")});
     EXPECT_TRUE(dialogs.shown[1].detail.contains(QStringLiteral("in use")));
     EXPECT_EQ(dialogs.shown[2].text, QStringLiteral("Serial Port (1,2,3,4)?\r\nActual: 1"));
     EXPECT_EQ(tester.portNumber(), 2);
@@ -269,7 +285,8 @@ TEST_F(TesterFixture, TheModeSwitchShowsEitherColumnAndKeepsTheStartBitTextWhenG
     EXPECT_EQ(panelText(10), QStringLiteral("S:ON"));
     EXPECT_TRUE(panelEnabled(10) && panelEnabled(11));
     EXPECT_TRUE(tester.startBitOn());
-    for (Ctl c : {Ctl::Label4, Ctl::Label6, Ctl::Label7, Ctl::Label11, Ctl::Label12, Ctl::Label13}) {
+    for (Ctl c :
+         {Ctl::Label4, Ctl::Label6, Ctl::Label7, Ctl::Label11, Ctl::Label12, Ctl::Label13}) {
         EXPECT_EQ(panel.text(c), QStringLiteral("+"));
         EXPECT_TRUE(panel[c].toolTip.isEmpty());
     }

@@ -22,8 +22,8 @@ void addTo(QCommandLineParser& parser) {
 
 std::unique_ptr<PortBackend> create(const QCommandLineParser& parser, QSettings& settings,
                                     QString* error) {
-    return create(parser.value(QStringLiteral("board")),
-                  parser.values(QStringLiteral("device")), settings, error);
+    return create(parser.value(QStringLiteral("board")), parser.values(QStringLiteral("device")),
+                  settings, error);
 }
 
 std::unique_ptr<PortBackend> create(const QString& board, const QStringList& devices,

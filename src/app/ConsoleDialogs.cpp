@@ -15,4 +15,6 @@ Dialogs::Answer ConsoleDialogs::message(const QString& text, Buttons buttons, Ic
     return buttons == Buttons::YesNo ? Answer::No : Answer::Ok;
 }
 
-void ConsoleDialogs::yieldToUi() { QCoreApplication::processEvents(); }
+void ConsoleDialogs::yieldToUi() {
+    QCoreApplication::processEvents();
+}

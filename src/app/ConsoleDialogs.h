@@ -12,8 +12,7 @@ class ConsoleDialogs : public Dialogs {
 public:
     explicit ConsoleDialogs(std::FILE* echo = nullptr) : echo_(echo) {}
 
-    Answer message(const QString& text, Buttons buttons, Icon icon,
-                   const QString& detail) override;
+    Answer message(const QString& text, Buttons buttons, Icon icon, const QString& detail) override;
     std::optional<QString> input(const QString&, const QString&, const QString&) override {
         return std::nullopt;
     }

@@ -6,7 +6,10 @@
 // analysis is on (the observation trace).
 class LevelRecorder {
 public:
-    enum class Line { Data, Clock };
+    enum class Line {
+        Data,
+        Clock
+    };
     virtual ~LevelRecorder() = default;
     virtual void recordLevel(Line line, bool high) = 0;
 };
@@ -64,7 +67,6 @@ public:
     }
 
 private:
-
     PortBackend* port_;
     LevelRecorder* recorder_ = nullptr;
     bool analysisOn_ = false;

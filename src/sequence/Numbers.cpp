@@ -6,7 +6,9 @@
 
 namespace {
 
-bool ignorable(QChar c) { return c == u' ' || c == u'\t' || c == u'\n'; }
+bool ignorable(QChar c) {
+    return c == u' ' || c == u'\t' || c == u'\n';
+}
 
 // Walks the text, skipping the ignorable characters.
 class Reader {
@@ -45,7 +47,9 @@ double readRadix(Reader& r, int base) {
     return value;
 }
 
-bool isDigit(QChar c) { return c >= u'0' && c <= u'9'; }
+bool isDigit(QChar c) {
+    return c >= u'0' && c <= u'9';
+}
 
 } // namespace
 

@@ -11,7 +11,7 @@ SimulatedBoard::SimulatedBoard() {
 SimulatedBoard::~SimulatedBoard() = default;
 
 QStringList SimulatedBoard::variantNames() {
-    return {QStringLiteral("cts-high"), QStringLiteral("cts-low"), QStringLiteral("dsr-low"),
+    return {QStringLiteral("cts-high"), QStringLiteral("cts-low"),  QStringLiteral("dsr-low"),
             QStringLiteral("dsr-high"), QStringLiteral("dsr-late"), QStringLiteral("unplug")};
 }
 
@@ -36,7 +36,9 @@ std::unique_ptr<SimulatedBoard> SimulatedBoard::fromVariant(const QString& varia
     return board;
 }
 
-void SimulatedBoard::attach(SimDevice* device) { devices_.push_back(device); }
+void SimulatedBoard::attach(SimDevice* device) {
+    devices_.push_back(device);
+}
 
 bool SimulatedBoard::open(QString* whyNot) {
     ++portCalls_;

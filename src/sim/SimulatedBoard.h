@@ -38,9 +38,22 @@ public:
 // not exist. Variants (for --board sim:VARIANT) make the adapter faulty; see variantNames().
 class SimulatedBoard : public PortBackend {
 public:
-    enum class PortState { Free, Busy, Missing };
-    enum class DataIn { Wired, StuckHigh, StuckLow };
-    enum class DsrStrap { Strapped, StuckLow, StuckHigh, MissingFirstRise };
+    enum class PortState {
+        Free,
+        Busy,
+        Missing
+    };
+    enum class DataIn {
+        Wired,
+        StuckHigh,
+        StuckLow
+    };
+    enum class DsrStrap {
+        Strapped,
+        StuckLow,
+        StuckHigh,
+        MissingFirstRise
+    };
 
     SimulatedBoard();
     ~SimulatedBoard() override;

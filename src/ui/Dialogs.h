@@ -8,9 +8,20 @@
 // dialogs, the tests with a script, the command-line tool without asking anybody.
 class Dialogs {
 public:
-    enum class Buttons { Ok, YesNo };
-    enum class Icon { None, Question, Critical };
-    enum class Answer { Ok, Yes, No };
+    enum class Buttons {
+        Ok,
+        YesNo
+    };
+    enum class Icon {
+        None,
+        Question,
+        Critical
+    };
+    enum class Answer {
+        Ok,
+        Yes,
+        No
+    };
 
     virtual ~Dialogs() = default;
 

@@ -90,7 +90,7 @@ constexpr int kPanelWidthTwips[FrontPanel::kPanels] = {600, 1440, 1440, 300, 300
                                                        300, 800,  800,  570, 900};
 
 constexpr Ctl kCellOrder[FrontPanel::kCells] = {Ctl::C1, Ctl::C2, Ctl::C3, Ctl::C4,
-                                            Ctl::D1, Ctl::D2, Ctl::D3, Ctl::D4};
+                                                Ctl::D1, Ctl::D2, Ctl::D3, Ctl::D4};
 
 } // namespace
 
@@ -101,9 +101,13 @@ FrontPanel::FrontPanel() {
     }
 }
 
-int FrontPanel::panelWidthTwips(int number) { return kPanelWidthTwips[number - 1]; }
+int FrontPanel::panelWidthTwips(int number) {
+    return kPanelWidthTwips[number - 1];
+}
 
-Ctl FrontPanel::cell(int sequence, int k) { return kCellOrder[(sequence - 1) * 4 + (k - 1)]; }
+Ctl FrontPanel::cell(int sequence, int k) {
+    return kCellOrder[(sequence - 1) * 4 + (k - 1)];
+}
 
 bool FrontPanel::isCell(Ctl c) {
     return std::find(std::begin(kCellOrder), std::end(kCellOrder), c) != std::end(kCellOrder);

@@ -115,10 +115,16 @@ void MainWindow::buildControls(QWidget* client) {
         Ctl frame, start, cells[4], legends[4], go;
     };
     const Row rows[2] = {
-        {Ctl::Frame1, Ctl::Label3, {Ctl::C1, Ctl::C2, Ctl::C3, Ctl::C4},
-         {Ctl::Label4, Ctl::Label6, Ctl::Label7, Ctl::Label8}, Ctl::Go1},
-        {Ctl::Frame2, Ctl::Label10, {Ctl::D1, Ctl::D2, Ctl::D3, Ctl::D4},
-         {Ctl::Label11, Ctl::Label12, Ctl::Label13, Ctl::Label14}, Ctl::Go2},
+        {Ctl::Frame1,
+         Ctl::Label3,
+         {Ctl::C1, Ctl::C2, Ctl::C3, Ctl::C4},
+         {Ctl::Label4, Ctl::Label6, Ctl::Label7, Ctl::Label8},
+         Ctl::Go1},
+        {Ctl::Frame2,
+         Ctl::Label10,
+         {Ctl::D1, Ctl::D2, Ctl::D3, Ctl::D4},
+         {Ctl::Label11, Ctl::Label12, Ctl::Label13, Ctl::Label14},
+         Ctl::Go2},
     };
     for (int r = 0; r < 2; ++r) {
         auto* frame = new QGroupBox(client);
@@ -347,7 +353,8 @@ void MainWindow::sync(Ctl c) {
         button->setText(s.text);
         if (s.colour.isValid())
             button->setStyleSheet(
-                QStringLiteral("background-color: %1; border: 1px solid #606060; border-radius: 3px;")
+                QStringLiteral(
+                    "background-color: %1; border: 1px solid #606060; border-radius: 3px;")
                     .arg(s.colour.name()));
     } else if (auto* box = qobject_cast<QPlainTextEdit*>(w)) {
         QString shown = s.text; // the read-outs break their lines with CR LF

@@ -49,9 +49,9 @@ QString QtDialogs::qtFilter(const QString& filter) {
     QStringList entries;
     for (qsizetype i = 0; i + 1 < parts.size(); i += 2) {
         // The label of an entry already names its patterns ("Serial Commands (*.scm)").
-        entries << (parts[i].contains(u'(') ? parts[i]
-                                            : parts[i] + QStringLiteral(" (") + parts[i + 1] +
-                                                  QLatin1Char(')'));
+        entries << (parts[i].contains(u'(')
+                        ? parts[i]
+                        : parts[i] + QStringLiteral(" (") + parts[i + 1] + QLatin1Char(')'));
     }
     return entries.join(QStringLiteral(";;"));
 }
@@ -72,6 +72,10 @@ std::optional<QString> QtDialogs::saveFile(const QString& filter, const QString&
     return path;
 }
 
-void QtDialogs::beep() { QApplication::beep(); }
+void QtDialogs::beep() {
+    QApplication::beep();
+}
 
-void QtDialogs::yieldToUi() { QCoreApplication::processEvents(); }
+void QtDialogs::yieldToUi() {
+    QCoreApplication::processEvents();
+}

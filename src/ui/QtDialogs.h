@@ -10,8 +10,7 @@ public:
     explicit QtDialogs(QWidget* parent = nullptr) : parent_(parent) {}
     void setParent(QWidget* parent) { parent_ = parent; }
 
-    Answer message(const QString& text, Buttons buttons, Icon icon,
-                   const QString& detail) override;
+    Answer message(const QString& text, Buttons buttons, Icon icon, const QString& detail) override;
     std::optional<QString> input(const QString& prompt, const QString& title,
                                  const QString& defaultText) override;
     std::optional<QString> openFile(const QString& filter, const QString& name) override;

@@ -20,8 +20,12 @@ constexpr Ctl kAckLabels[] = {Ctl::Label4,  Ctl::Label6,  Ctl::Label7,
 constexpr Ctl kEndLabels[] = {Ctl::Label8, Ctl::Label14};
 constexpr Ctl kStartLabels[] = {Ctl::Label3, Ctl::Label10};
 
-QString portPanelText(int number) { return QStringLiteral("Port:") + numberText(number); }
-QString intervalPanelText(int ms) { return numberText(ms) + QStringLiteral("mS"); }
+QString portPanelText(int number) {
+    return QStringLiteral("Port:") + numberText(number);
+}
+QString intervalPanelText(int ms) {
+    return numberText(ms) + QStringLiteral("mS");
+}
 
 // A stored text as a whole number, for the settings: rounded, and kept within what the
 // value can hold so that absurd settings cannot overflow anything.
@@ -59,9 +63,9 @@ void Tester::startUp(const StartSettings& settings) {
         showI2cColumn();
 
     timerSelection_ = 0;
-    commandKeywords_ = {QStringLiteral("Stop"),      QStringLiteral("Dump1"),
-                        QStringLiteral("Dump2"),     QStringLiteral("Indicator"),
-                        QStringLiteral("Potmeter"),  QStringLiteral("Constans")};
+    commandKeywords_ = {QStringLiteral("Stop"),     QStringLiteral("Dump1"),
+                        QStringLiteral("Dump2"),    QStringLiteral("Indicator"),
+                        QStringLiteral("Potmeter"), QStringLiteral("Constans")};
     powerOn_ = false;
     // A stored port outside 1 to 4 is kept (it fails when the port is opened); one outside
     // what the state can hold is taken as the nearest it can.
@@ -77,8 +81,8 @@ void Tester::startUp(const StartSettings& settings) {
             panel_.setToolTip(label, startBitOn_ ? kStartBitOn : kStartBitOff);
         panel_.setChecked(Ctl::Mset_start, startBitOn_);
     }
-    panel_.setText(FrontPanel::panel(10), startBitOn_ ? QStringLiteral("S:ON")
-                                                      : QStringLiteral("S:OFF"));
+    panel_.setText(FrontPanel::panel(10),
+                   startBitOn_ ? QStringLiteral("S:ON") : QStringLiteral("S:OFF"));
 
     panel_.setText(FrontPanel::panel(8), intervalPanelText(timerInterval_));
     setPortPanel();
@@ -98,19 +102,21 @@ void Tester::startUp(const StartSettings& settings) {
 }
 
 void Tester::UpdateTitle() {
-    panel_.setText(Ctl::Fo, QStringLiteral("I2C/Microwire Tamsolvix V") +
-                                numberText(kVersionMajor) + QLatin1Char('.') +
-                                numberText(kVersionMinor) + QLatin1Char('.') +
-                                numberText(kVersionRevision) + QStringLiteral(" : ") +
-                                currentFileTitle_);
+    panel_.setText(Ctl::Fo,
+                   QStringLiteral("I2C/Microwire Tamsolvix V") + numberText(kVersionMajor) +
+                       QLatin1Char('.') + numberText(kVersionMinor) + QLatin1Char('.') +
+                       numberText(kVersionRevision) + QStringLiteral(" : ") + currentFileTitle_);
 }
 
 void Tester::showPower() {
-    panel_.setText(Ctl::PowerG, powerOn_ ? QStringLiteral("Power ON") : QStringLiteral("Power OFF"));
+    panel_.setText(Ctl::PowerG,
+                   powerOn_ ? QStringLiteral("Power ON") : QStringLiteral("Power OFF"));
     panel_.setColour(Ctl::PowerG, powerOn_ ? kPowerOnColour : kPowerOffColour);
 }
 
-void Tester::setPortPanel() { panel_.setText(FrontPanel::panel(1), portPanelText(portNumber_)); }
+void Tester::setPortPanel() {
+    panel_.setText(FrontPanel::panel(1), portPanelText(portNumber_));
+}
 
 void Tester::TogglePower() {
     lines_.setAnalysisOn(false); // nothing below is recorded
@@ -148,9 +154,9 @@ void Tester::ChoosePort() {
     const int before = portNumber_;
     bool failedOnce = false;
     for (;;) {
-        const auto answer = dialogs_.input(
-            QStringLiteral("Serial Port (1,2,3,4)?\r\nActual:") + numberText(portNumber_),
-            QStringLiteral("Port Number Setting."));
+        const auto answer = dialogs_.input(QStringLiteral("Serial Port (1,2,3,4)?\r\nActual:") +
+                                               numberText(portNumber_),
+                                           QStringLiteral("Port Number Setting."));
         if (!answer && failedOnce) {
             // The way out when no port can be opened: a cancel after a failure keeps the
             // number the port had before the question, with the port closed.

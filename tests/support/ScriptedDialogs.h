@@ -12,7 +12,12 @@
 // script did not expect fails the test (and is answered with Cancel / OK / No).
 class ScriptedDialogs : public Dialogs {
 public:
-    enum class Kind { Message, Input, OpenFile, SaveFile };
+    enum class Kind {
+        Message,
+        Input,
+        OpenFile,
+        SaveFile
+    };
     struct Shown {
         Kind kind;
         QString text; // message text, input prompt
@@ -29,8 +34,7 @@ public:
     ScriptedDialogs& thenOpenFile(std::optional<QString> path);
     ScriptedDialogs& thenSaveFile(std::optional<QString> path);
 
-    Answer message(const QString& text, Buttons buttons, Icon icon,
-                   const QString& detail) override;
+    Answer message(const QString& text, Buttons buttons, Icon icon, const QString& detail) override;
     std::optional<QString> input(const QString& prompt, const QString& title,
                                  const QString& defaultText) override;
     std::optional<QString> openFile(const QString& filter, const QString& name) override;
