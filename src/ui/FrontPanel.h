@@ -10,24 +10,28 @@
 // Every control, menu item and status panel of the main window, by the name it has in the
 // documentation of the window. The enumerators are the controls' names, so the code reads as
 // the window is described: panel.setText(Ctl::Dump1, ...), panel.isChecked(Ctl::Anal_be).
+// clang-format off
 #define TAMSOLVIX_CONTROLS(X)                                                                      \
     /* the window itself; its text is the title */                                                 \
     X(Fo)                                                                                          \
     /* the two sequence rows */                                                                    \
-    X(Frame1)                                                                                      \
-    X(Label3) X(C1) X(Label4) X(C2) X(Label6) X(C3) X(Label7) X(C4) X(Label8) X(Go1) X(Frame2)     \
-        X(Label10) X(D1) X(Label11) X(D2) X(Label12) X(D3) X(Label13) X(D4) X(Label14)             \
-            X(Go2) /* read-outs, non-stop options, power, note, indicator, slider */               \
-        X(Label1) X(Label2) X(Dump1) X(Hex1) X(Dump2) X(Hex2) X(Cl1) X(Cl2) X(Note) X(Frame3)      \
-            X(Noff) X(Ns1) X(Ns2) X(Ns12) X(PowerG) X(Megjegyzes) X(Analog_be_sz) X(Analog_be)     \
-                X(Analog_ki) /* menus and their items; Rep1 is the observation picture's pop-up    \
-                                menu */                                                            \
-        X(Mfile) X(Mfile_open) X(Mfile_save) X(Fexport) X(Mfile_about) X(Mfile_exit) X(Msetup)     \
-            X(Mset_micro) X(Mset_start) X(Mset_reset) X(Mset_asoc) X(Mset_Test) X(Mset_timer)      \
-                X(Mset_port) X(Anal) X(Anal_be) X(Mset_Device) X(Anal_exp) X(Rep1) X(Rep_Clear)    \
-                    X(Rep_export) X(Rep_exp) /* status bar panels 1 to 11 */                       \
-        X(Panel1) X(Panel2) X(Panel3) X(Panel4) X(Panel5) X(Panel6) X(Panel7) X(Panel8) X(Panel9)  \
-            X(Panel10) X(Panel11)
+    X(Frame1) X(Label3) X(C1) X(Label4) X(C2) X(Label6) X(C3) X(Label7) X(C4) X(Label8) X(Go1)     \
+    X(Frame2) X(Label10) X(D1) X(Label11) X(D2) X(Label12) X(D3) X(Label13) X(D4) X(Label14)       \
+    X(Go2)                                                                                         \
+    /* read-outs, non-stop options, power, note, indicator, slider */                              \
+    X(Label1) X(Label2) X(Dump1) X(Hex1) X(Dump2) X(Hex2) X(Cl1) X(Cl2) X(Note)                    \
+    X(Frame3) X(Noff) X(Ns1) X(Ns2) X(Ns12) X(PowerG)                                              \
+    X(Megjegyzes) X(Analog_be_sz) X(Analog_be) X(Analog_ki)                                        \
+    /* menus and their items; Rep1 is the observation picture's pop-up menu */                     \
+    X(Mfile) X(Mfile_open) X(Mfile_save) X(Fexport) X(Mfile_about) X(Mfile_exit)                   \
+    X(Msetup) X(Mset_micro) X(Mset_start) X(Mset_reset) X(Mset_asoc) X(Mset_Test) X(Mset_timer)    \
+    X(Mset_port)                                                                                   \
+    X(Anal) X(Anal_be) X(Mset_Device) X(Anal_exp)                                                  \
+    X(Rep1) X(Rep_Clear) X(Rep_export) X(Rep_exp)                                                  \
+    /* status bar panels 1 to 11 */                                                                \
+    X(Panel1) X(Panel2) X(Panel3) X(Panel4) X(Panel5) X(Panel6) X(Panel7) X(Panel8) X(Panel9)      \
+    X(Panel10) X(Panel11)
+// clang-format on
 
 enum class Ctl {
 #define TAMSOLVIX_ENUMERATOR(name) name,
