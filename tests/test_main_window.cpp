@@ -1,5 +1,7 @@
 #include "sim/SimulatedBoard.h"
 #include "support/ScriptedDialogs.h"
+#include "ui/ExplanationPicture.h"
+#include "ui/ExplanationWindow.h"
 #include "ui/FrontPanel.h"
 #include "ui/MainWindow.h"
 #include "ui/Tester.h"
@@ -119,4 +121,68 @@ TEST_F(WindowFixture, TheSizeIsFixedAndSnapsBackAfterAResize) {
     EXPECT_TRUE(window->windowFlags().testFlag(Qt::WindowMinimizeButtonHint));
     // The observation picture's inner area, inside its sunken border.
     EXPECT_EQ(window->observation()->contentsRect().size(), QSize(533, 37));
+}
+
+TEST(ExplanationWindow, BeepsOnOpeningAndAnyClickOnItClosesIt) {
+    const QImage picture = explanationPicture();
+    EXPECT_EQ(picture.size(), QSize(669, 267));
+    // The strips inside are real traces: both line colours are there.
+    int yellow = 0, cyan = 0;
+    for (int y = 0; y < picture.height(); ++y)
+        for (int x = 0; x < picture.width(); ++x) {
+            yellow += picture.pixel(x, y) == Trace::kDataColour.rgb();
+            cyan += picture.pixel(x, y) == Trace::kClockColour.rgb();
+        }
+    EXPECT_GT(yellow, 500);
+    EXPECT_GT(cyan, 500);
+
+    for (int target = 0; target < 3; ++target) {
+        int beeps = 0;
+        ExplanationWindow he(nullptr, [&] { ++beeps; });
+        EXPECT_EQ(beeps, 1);
+        EXPECT_EQ(he.windowTitle(), QStringLiteral("Explanation"));
+        EXPECT_EQ(he.width(), 8076 / 15);
+        EXPECT_EQ(he.picture()->size(), QSize(8076 / 15, 3252 / 15));
+        EXPECT_FALSE(he.windowFlags().testFlag(Qt::WindowMinimizeButtonHint));
+        he.show();
+        QWidget* clicked = target == 0   ? static_cast<QWidget*>(he.okButton())
+                           : target == 1 ? static_cast<QWidget*>(he.picture())
+                                         : static_cast<QWidget*>(&he);
+        QTest::mouseClick(clicked, Qt::LeftButton, {}, target == 2 ? QPoint(5, 235) : QPoint());
+        EXPECT_FALSE(he.isVisible()) << "click " << target;
+        EXPECT_EQ(he.result(), QDialog::Accepted);
+    }
+}
+
+TEST_F(WindowFixture, ThePictureShowsTheTraceAndItsMenusReachTheirActions) {
+    EXPECT_EQ(window->observation()->contentsRect().size(), Tester::kPictureSize);
+    window->action(Ctl::Anal_exp)->trigger();
+    window->popupMenu()->actions()[2]->trigger(); // Explanation
+    EXPECT_EQ(dialogs.explanations, 2);
+
+    dialogs.thenMessage();
+    window->action(Ctl::Mfile_about)->trigger();
+    const QString about = dialogs.messages().last();
+    EXPECT_EQ(about.count(QStringLiteral("\r\n")), 6);
+    EXPECT_TRUE(about.endsWith(QStringLiteral("\r\n")));
+    EXPECT_TRUE(about.startsWith(QStringLiteral("Tamsolvix and Explorer\r\nI2C and Microwire ICs "
+                                                "system monitor and commander.\r\n")));
+    EXPECT_EQ(about.split(QStringLiteral("\r\n"))[3],
+              QStringLiteral("Use PonyProg Base Board and Test Board."));
+
+    window->action(Ctl::Anal_be)->trigger();
+    EXPECT_FALSE(tester.analysisOn());
+    EXPECT_FALSE(window->action(Ctl::Anal_be)->isChecked());
+
+    dialogs.thenSaveFile(std::nullopt).thenSaveFile(std::nullopt);
+    window->action(Ctl::Fexport)->trigger();
+    window->popupMenu()->actions()[1]->trigger(); // Export to Bitmap
+    EXPECT_TRUE(dialogs.scriptUsedUp());
+
+    // A right-button release over the picture opens the pop-up menu; other buttons do not.
+    QTest::mouseRelease(window->observation(), Qt::LeftButton, {}, QPoint(10, 10));
+    EXPECT_FALSE(window->popupMenu()->isVisible());
+    QTest::mouseRelease(window->observation(), Qt::RightButton, {}, QPoint(10, 10));
+    EXPECT_TRUE(window->popupMenu()->isVisible());
+    window->popupMenu()->close();
 }

@@ -22,6 +22,7 @@ public:
     std::optional<QString> saveFile(const QString&, const QString&) override {
         return std::nullopt;
     }
+    void showExplanation() override {}
     void beep() override {}
     void yieldToUi() override;
 

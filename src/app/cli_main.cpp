@@ -6,7 +6,7 @@
 #include "ui/Tester.h"
 
 #include <QCommandLineParser>
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QSettings>
 
 #include <cstdio>
@@ -45,7 +45,10 @@ int demo(FrontPanel& panel, Tester& tester, PortBackend& port) {
 } // namespace
 
 int main(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
+    // No window, but the observation picture draws text: the offscreen platform serves.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("brolmet-cli"));
     QCoreApplication::setApplicationVersion(QStringLiteral("3.0.0"));
 

@@ -2,17 +2,37 @@
 
 #include "bus/PortLines.h"
 
-// I2C conditions, bits and bytes made of the five line operations, most significant bit
-// first. The system is always the master; a device answers only by pulling data low. The
-// clock is only driven, never read back: no clock stretching, no arbitration.
+class Trace;
+
+// I2C conditions, bits and bytes, each a fixed sequence of the five line operations, most
+// significant bit first, without any delay. The system is always the master; a device answers
+// only by pulling data low. The clock is only driven, never read back: no clock stretching,
+// no arbitration.
+//
+// One addressed write, for reference (D data, C clock, R read):
+//   start D1 C1 D0 | each bit C0 D(bit) C1 C0 | acknowledge D1 C0 C1 R C0 | stop D0 C1 D1
 class I2cBus {
 public:
-    explicit I2cBus(PortLines& lines) : lines_(lines) {}
+    I2cBus(PortLines& lines, Trace& trace) : lines_(lines), trace_(trace) {}
 
-    // Stop condition: data rises while the clock is high. Leaves both lines high (idle).
-    // While analysis is on, one more high record for each line draws the idle after the stop.
+    // Data falls while the clock is high. Leaves clock high, data low.
+    void start();
+    // Data rises while the clock is high. Leaves both lines high (idle). While analysis is
+    // on, one more high record for each line draws the idle after the stop.
     void stop();
+    // The data line changes while the clock is low; the device samples it on the rising edge.
+    // Both leave the clock low and data at the bit's level.
+    void sendOne();
+    void sendZero();
+    // Releases data, clocks once and samples while the clock is high. Leaves clock low.
+    bool readBit();
+    // Sends the low eight bits of value and returns the acknowledge bit of the ninth clock:
+    // true when the device acknowledged (held data low).
+    bool writeByte(int value);
+    // Reads eight bits, then acknowledges (a 0 bit: more to come) or not (a 1 bit: the last).
+    int readByte(bool acknowledge);
 
 private:
     PortLines& lines_;
+    Trace& trace_;
 };

@@ -36,6 +36,8 @@ public:
     // File dialogs; filter as "Label (*.ext)|*.ext|All Files (*.*)|*.*". nullopt when cancelled.
     virtual std::optional<QString> openFile(const QString& filter, const QString& name) = 0;
     virtual std::optional<QString> saveFile(const QString& filter, const QString& name) = 0;
+    // The explanation window of the observation picture, shown modally.
+    virtual void showExplanation() = 0;
     virtual void beep() = 0;
     // Lets pending user-interface events run.
     virtual void yieldToUi() = 0;

@@ -55,6 +55,8 @@ void ObservationView::paintEvent(QPaintEvent* event) {
         p.drawImage(contentsRect().topLeft(), *image_);
     else
         p.fillRect(contentsRect(), QColor(128, 128, 128));
+    if (painted)
+        painted();
 }
 
 void ObservationView::mouseReleaseEvent(QMouseEvent* event) {
@@ -212,6 +214,10 @@ void MainWindow::buildControls(QWidget* client) {
 
     observation_ = new ObservationView(client);
     observation_->setGeometry(kPictureRect);
+    Trace& trace = tester_.trace();
+    observation_->setImage(&trace.image());
+    observation_->painted = [&trace] { trace.changeShown(); };
+    trace.setChangeListener([this] { observation_->update(); });
 }
 
 void MainWindow::buildStatusBar(QWidget* client) {
@@ -294,6 +300,13 @@ void MainWindow::connectActions() {
             [this] { tester_.EditNote(); });
     connect(observation_, &ObservationView::rightButtonReleased, this,
             [this](QPoint at) { popup_->popup(at); });
+    onClick(Ctl::Anal_be, [this] { tester_.Anal_be_Click(); });
+    onClick(Ctl::Rep_Clear, [this] { tester_.Rep_Clear_Click(); });
+    onClick(Ctl::Fexport, [this] { tester_.ExportObservation(); });
+    onClick(Ctl::Rep_export, [this] { tester_.ExportObservation(); });
+    onClick(Ctl::Anal_exp, [this] { tester_.ShowExplanation(); });
+    onClick(Ctl::Rep_exp, [this] { tester_.ShowExplanation(); });
+    onClick(Ctl::Mfile_about, [this] { tester_.Mfile_about_Click(); });
 }
 
 void MainWindow::resizeEvent(QResizeEvent* event) {

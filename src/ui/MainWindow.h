@@ -6,6 +6,7 @@
 #include <QMainWindow>
 
 #include <array>
+#include <functional>
 
 class QAction;
 class QComboBox;
@@ -32,6 +33,8 @@ class ObservationView : public QFrame {
 public:
     explicit ObservationView(QWidget* parent);
     void setImage(const QImage* image);
+    // Called after every paint (the trace then reports its next change again).
+    std::function<void()> painted;
 signals:
     void rightButtonReleased(QPoint globalPos);
 

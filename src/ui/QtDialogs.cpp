@@ -1,5 +1,6 @@
 #include "ui/QtDialogs.h"
 
+#include "ui/ExplanationWindow.h"
 #include "ui/Tester.h"
 
 #include <QApplication>
@@ -70,6 +71,11 @@ std::optional<QString> QtDialogs::saveFile(const QString& filter, const QString&
     if (path.isEmpty())
         return std::nullopt;
     return path;
+}
+
+void QtDialogs::showExplanation() {
+    ExplanationWindow window(parent_);
+    window.exec();
 }
 
 void QtDialogs::beep() {

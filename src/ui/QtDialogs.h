@@ -15,6 +15,7 @@ public:
                                  const QString& defaultText) override;
     std::optional<QString> openFile(const QString& filter, const QString& name) override;
     std::optional<QString> saveFile(const QString& filter, const QString& name) override;
+    void showExplanation() override;
     void beep() override;
     void yieldToUi() override;
 

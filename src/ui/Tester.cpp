@@ -1,8 +1,10 @@
 #include "ui/Tester.h"
 
 #include "bus/MicrowireBus.h"
+#include "files/BitmapFile.h"
 #include "sequence/Numbers.h"
 
+#include <QFileInfo>
 #include <QTimer>
 
 #include <cmath>
@@ -41,7 +43,8 @@ long long roundedSetting(const QString& text, long long low, long long high) {
 } // namespace
 
 Tester::Tester(FrontPanel& panel, PortBackend& port, Dialogs& dialogs)
-    : panel_(panel), dialogs_(dialogs), lines_(port), i2c_(lines_) {
+    : panel_(panel), dialogs_(dialogs), lines_(port), i2c_(lines_, trace_) {
+    lines_.setRecorder(&trace_);
     port.setLostHandler([this](const QString& why) { portLost(why); });
     connect(&panel_, &FrontPanel::changed, this, [this](Ctl c) {
         // The Stop rule follows every change of the first three cells of either row.
@@ -75,6 +78,7 @@ void Tester::startUp(const StartSettings& settings) {
     const bool analysis = settings.analizis == u"True";
     lines_.setAnalysisOn(analysis);
     panel_.setChecked(Ctl::Anal_be, analysis);
+    trace_.init(analysis);
     startBitOn_ = settings.start == u"True";
     if (panel_.isChecked(Ctl::Mset_micro)) {
         for (Ctl label : kStartLabels)
@@ -261,6 +265,43 @@ void Tester::Mset_start_Click() {
     panel_.setChecked(Ctl::Mset_start, on);
     showStartBit(on);
     startBitOn_ = on;
+}
+
+void Tester::Anal_be_Click() {
+    lines_.setAnalysisOn(!lines_.analysisOn());
+    panel_.setChecked(Ctl::Anal_be, lines_.analysisOn());
+    trace_.clear();
+}
+
+void Tester::ExportObservation() {
+    if (powerOn_)
+        TogglePower();
+    const auto path =
+        dialogs_.saveFile(QStringLiteral("BitMap Pictures (*.bmp)|*.bmp|All Files (*.*)|*.*"),
+                          QStringLiteral("No Title.bmp"));
+    if (!path)
+        return;
+    const QFileInfo file(*path);
+    if (file.exists() &&
+        dialogs_.message(QLatin1Char('\'') + file.fileName() + QLatin1Char('\'') +
+                             QStringLiteral(" is exist ! Overwrite ?"),
+                         Dialogs::Buttons::YesNo, Dialogs::Icon::Question) == Dialogs::Answer::No)
+        return;
+    if (const int error = saveBitmap(trace_.image(), *path))
+        dialogs_.message(QStringLiteral("Hiba: ") + QString::number(error));
+}
+
+QString Tester::aboutText() {
+    return QStringLiteral("Tamsolvix and Explorer\r\n"
+                          "I2C and Microwire ICs system monitor and commander.\r\n"
+                          "Written by the developers of the Tamsolvix project.\r\n"
+                          "Use PonyProg Base Board and Test Board.\r\n"
+                          "Sources, issues and news: the Tamsolvix project repository.\r\n"
+                          "With thanks to the PonyProg project for its serial adapter.\r\n");
+}
+
+void Tester::Mfile_about_Click() {
+    dialogs_.message(aboutText());
 }
 
 void Tester::selectOption(Ctl option) {

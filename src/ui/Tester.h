@@ -2,6 +2,7 @@
 
 #include "bus/I2cBus.h"
 #include "bus/PortLines.h"
+#include "bus/Trace.h"
 #include "ui/Dialogs.h"
 #include "ui/FrontPanel.h"
 
@@ -32,11 +33,15 @@ public:
         QString start = QStringLiteral("True");
     };
 
+    // The observation picture's inner area, inside its sunken border.
+    static constexpr QSize kPictureSize{533, 37};
+
     Tester(FrontPanel& panel, PortBackend& port, Dialogs& dialogs);
 
     FrontPanel& panel() { return panel_; }
     PortLines& lines() { return lines_; }
     I2cBus& i2c() { return i2c_; }
+    Trace& trace() { return trace_; }
 
     // Tester state
     int portNumber() const { return portNumber_; }
@@ -67,6 +72,18 @@ public:
     // "Start bit" menu item.
     void Mset_start_Click();
 
+    // "Observation" menu item: analysis on or off; the picture is cleared.
+    void Anal_be_Click();
+    // The picture's pop-up menu "Clear": the positions are kept.
+    void Rep_Clear_Click() { trace_.clear(); }
+    // "Export Observation to BMP" and the pop-up's "Export to Bitmap".
+    void ExportObservation();
+    // "Explanation" in the Analyse menu and in the pop-up.
+    void ShowExplanation() { dialogs_.showExplanation(); }
+    // "About Tamsolvix".
+    void Mfile_about_Click();
+    static QString aboutText();
+
     // The non-stop option group (Noff, Ns1, Ns2, Ns12); nothing else is accepted.
     void selectOption(Ctl option);
 
@@ -84,6 +101,7 @@ private:
     FrontPanel& panel_;
     Dialogs& dialogs_;
     PortLines lines_;
+    Trace trace_{kPictureSize};
     I2cBus i2c_;
 
     int portNumber_ = 1;

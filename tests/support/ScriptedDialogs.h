@@ -39,6 +39,7 @@ public:
                                  const QString& defaultText) override;
     std::optional<QString> openFile(const QString& filter, const QString& name) override;
     std::optional<QString> saveFile(const QString& filter, const QString& name) override;
+    void showExplanation() override { ++explanations; }
     void beep() override { ++beeps; }
     void yieldToUi() override { ++yields; }
 
@@ -48,6 +49,7 @@ public:
 
     std::vector<Shown> shown;
     int beeps = 0;
+    int explanations = 0;
     int yields = 0;
 
 private:
