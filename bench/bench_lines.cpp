@@ -1,16 +1,19 @@
-// Cost of the line driver over the bare port: every line change must be one call on the port
-// with nothing else in the way. Run: build/test/bench/tamsolvix_bench
+// Cost of the line driver and of the observation trace. Every line change must be one call on
+// the port with nothing else in the way; while analysis is on, one trace record is added.
+//   cmake -S . -B build/bench -G Ninja -DCMAKE_BUILD_TYPE=Release && cmake --build build/bench
+//   build/bench/bench/tamsolvix_bench
+#include "bus/I2cBus.h"
 #include "bus/PortLines.h"
+#include "bus/Trace.h"
 #include "sim/SimulatedBoard.h"
+
+#include <QGuiApplication>
 
 #include <benchmark/benchmark.h>
 
 namespace {
 
-struct CountingRecorder : LevelRecorder {
-    long long records = 0;
-    void recordLevel(Line, bool high) override { records += high; }
-};
+constexpr QSize kPicture{533, 37};
 
 // Four port calls: the pattern of one written I2C bit.
 void BM_BarePortCalls(benchmark::State& state) {
@@ -28,12 +31,12 @@ void BM_BarePortCalls(benchmark::State& state) {
 }
 BENCHMARK(BM_BarePortCalls);
 
+// The same four changes through the line driver, analysis off.
 void BM_LineOperations(benchmark::State& state) {
     SimulatedBoard board;
     PortLines lines(board);
-    CountingRecorder recorder;
-    lines.setRecorder(&recorder);
-    lines.setAnalysisOn(state.range(0) != 0);
+    Trace trace(kPicture);
+    lines.setRecorder(&trace);
     lines.openPortI2c();
     for (auto _ : state) {
         lines.clockLow();
@@ -41,12 +44,59 @@ void BM_LineOperations(benchmark::State& state) {
         lines.clockHigh();
         lines.clockLow();
     }
-    benchmark::DoNotOptimize(recorder.records);
     state.SetItemsProcessed(state.iterations() * 4);
-    state.SetLabel(state.range(0) ? "analysis on (counting recorder)" : "analysis off");
 }
-BENCHMARK(BM_LineOperations)->Arg(0)->Arg(1);
+BENCHMARK(BM_LineOperations);
+
+// 100 line changes from the start of a fresh strip, with analysis off (arg 0) or on (arg 1):
+// items per second are line changes, each with its trace record when analysis is on.
+void BM_TraceRecords(benchmark::State& state) {
+    SimulatedBoard board;
+    PortLines lines(board);
+    Trace trace(kPicture);
+    trace.init(false);
+    lines.setRecorder(&trace);
+    lines.openPortI2c();
+    lines.setAnalysisOn(state.range(0) != 0);
+    for (auto _ : state) {
+        state.PauseTiming();
+        trace.begin(false);
+        state.ResumeTiming();
+        for (int i = 0; i < 25; ++i) {
+            lines.clockLow();
+            lines.dataLow();
+            lines.clockHigh();
+            lines.dataHigh();
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * 100);
+    state.SetLabel(state.range(0) ? "analysis on" : "analysis off");
+}
+BENCHMARK(BM_TraceRecords)->Arg(0)->Arg(1);
+
+// One addressed byte write with its acknowledge: 37 line operations.
+void BM_I2cWriteByte(benchmark::State& state) {
+    SimulatedBoard board;
+    PortLines lines(board);
+    Trace trace(kPicture);
+    I2cBus i2c(lines, trace);
+    lines.setRecorder(&trace);
+    lines.openPortI2c();
+    int value = 0;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(i2c.writeByte(value++));
+    state.SetItemsProcessed(state.iterations() * 37);
+}
+BENCHMARK(BM_I2cWriteByte);
 
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    // The trace prints text: fonts need a GUI application, the offscreen platform serves.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

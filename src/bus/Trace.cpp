@@ -9,9 +9,12 @@ namespace {
 int pixel(double coordinate) {
     return qRound(coordinate);
 }
+const QRgb kDataRgb = Trace::kDataColour.rgb();
+const QRgb kClockRgb = Trace::kClockColour.rgb();
 } // namespace
 
-Trace::Trace(QSize size) : image_(size, QImage::Format_RGB32) {
+Trace::Trace(QSize size)
+    : image_(size, QImage::Format_RGB32), width_(size.width()), height_(size.height()) {
     image_.fill(kBackground);
 }
 
@@ -33,27 +36,25 @@ void Trace::changed() {
 }
 
 void Trace::hLine(int x1, int x2, int y, QRgb colour) {
-    if (y < 0 || y >= image_.height() || x1 == x2)
+    if (y < 0 || y >= height_ || x1 == x2)
         return;
     const int step = x1 < x2 ? 1 : -1;
-    const int from = std::clamp(x1, -1, image_.width());
-    const int to = std::clamp(x2, -1, image_.width());
     auto* row = reinterpret_cast<QRgb*>(image_.scanLine(y));
-    for (int x = from; x != to; x += step)
-        if (x >= 0 && x < image_.width())
+    for (int x = std::clamp(x1, -1, width_); x != std::clamp(x2, -1, width_); x += step)
+        if (x >= 0 && x < width_)
             row[x] = colour;
     changed();
 }
 
 void Trace::vLine(int x, int y1, int y2, QRgb colour, bool dotted) {
-    if (x < 0 || x >= image_.width() || y1 == y2)
+    if (x < 0 || x >= width_ || y1 == y2)
         return;
     const int step = y1 < y2 ? 1 : -1;
-    const int from = std::clamp(y1, -1, image_.height());
-    const int to = std::clamp(y2, -1, image_.height());
-    for (int y = from; y != to; y += step)
-        if (y >= 0 && y < image_.height() && (!dotted || (y - y1) % 2 == 0))
-            reinterpret_cast<QRgb*>(image_.scanLine(y))[x] = colour;
+    uchar* const bits = image_.bits();
+    const qsizetype stride = image_.bytesPerLine();
+    for (int y = std::clamp(y1, -1, height_); y != std::clamp(y2, -1, height_); y += step)
+        if (y >= 0 && y < height_ && (!dotted || (y - y1) % 2 == 0))
+            reinterpret_cast<QRgb*>(bits + y * stride)[x] = colour;
     changed();
 }
 
@@ -81,7 +82,7 @@ bool Trace::advance() {
 }
 
 void Trace::drawLevel(LineState line, bool high) {
-    const QRgb colour = line.colour.rgb();
+    const QRgb colour = line.colour;
     const int top = pixel(line.baseline);
     const int bottom = pixel(line.baseline + static_cast<float>(kSwing));
     if (line.lastLevel == 1) {
@@ -101,9 +102,9 @@ void Trace::level(Line line, bool high) {
     if (!advance())
         return;
     if (line == Line::Data)
-        drawLevel({lastDataX_, lastDataLevel_, dataBaseline_, kDataColour}, high);
+        drawLevel({lastDataX_, lastDataLevel_, dataBaseline_, kDataRgb}, high);
     else
-        drawLevel({lastClockX_, lastClockLevel_, clockBaseline_, kClockColour}, high);
+        drawLevel({lastClockX_, lastClockLevel_, clockBaseline_, kClockRgb}, high);
 }
 
 void Trace::entry(QStringView lineName, int levelValue, int kind) {

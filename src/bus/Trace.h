@@ -60,8 +60,8 @@ public:
     void clear();
 
     const QImage& image() const { return image_; }
-    int width() const { return image_.width(); }
-    int height() const { return image_.height(); }
+    int width() const { return width_; }
+    int height() const { return height_; }
     std::int16_t currentX() const { return currentX_; }
     std::int16_t lastDataX() const { return lastDataX_; }
     std::int16_t lastClockX() const { return lastClockX_; }
@@ -79,7 +79,7 @@ private:
         std::int16_t& lastX;
         std::uint8_t& lastLevel;
         float baseline;
-        QColor colour;
+        QRgb colour;
     };
     bool advance(); // one step right; false once the strip is full
     void drawLevel(LineState line, bool high);
@@ -89,6 +89,8 @@ private:
     void changed();
 
     QImage image_;
+    int width_;
+    int height_;
     std::int16_t currentX_ = 0;
     std::int16_t lastDataX_ = 0;
     std::int16_t lastClockX_ = 0;
