@@ -108,6 +108,8 @@ QComboBox* MainWindow::makeCell(QWidget* parent, Ctl c, int x, int y) {
     widgets_[static_cast<int>(c)] = cell;
     connect(cell, &QComboBox::editTextChanged, this,
             [this, c](const QString& text) { panel_.setText(c, text); });
+    connect(cell->lineEdit(), &QLineEdit::returnPressed, this,
+            [this, c] { tester_.cellEnterPressed(c); });
     return cell;
 }
 
@@ -307,6 +309,14 @@ void MainWindow::connectActions() {
     onClick(Ctl::Anal_exp, [this] { tester_.ShowExplanation(); });
     onClick(Ctl::Rep_exp, [this] { tester_.ShowExplanation(); });
     onClick(Ctl::Mfile_about, [this] { tester_.Mfile_about_Click(); });
+    onClick(Ctl::Mset_reset, [this] { tester_.Mset_reset_Click(); });
+    onClick(Ctl::Mset_Device, [this] { tester_.DeviceDetect(); });
+    onClick(Ctl::Mset_Test, [this] { tester_.LineProbe(); });
+    onClick(Ctl::Go1, [this] { tester_.Go1_Click(); });
+    onClick(Ctl::Go2, [this] { tester_.Go2_Click(); });
+    onClick(Ctl::Cl1, [this] { tester_.Cl1_Click(); });
+    onClick(Ctl::Cl2, [this] { tester_.Cl2_Click(); });
+    onClick(Ctl::Mset_timer, [this] { tester_.Mset_timer_Click(); });
 }
 
 void MainWindow::resizeEvent(QResizeEvent* event) {

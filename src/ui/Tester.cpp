@@ -1,7 +1,10 @@
 #include "ui/Tester.h"
 
+#include "bus/DeviceScan.h"
+#include "bus/LineProbe.h"
 #include "bus/MicrowireBus.h"
 #include "files/BitmapFile.h"
+#include "sequence/CommandCells.h"
 #include "sequence/Numbers.h"
 
 #include <QFileInfo>
@@ -42,9 +45,25 @@ long long roundedSetting(const QString& text, long long low, long long high) {
 
 } // namespace
 
+class Tester::BusyGuard {
+public:
+    explicit BusyGuard(bool& busy) : busy_(busy) { busy_ = true; }
+    ~BusyGuard() { busy_ = false; }
+    BusyGuard(const BusyGuard&) = delete;
+    BusyGuard& operator=(const BusyGuard&) = delete;
+
+private:
+    bool& busy_;
+};
+
 Tester::Tester(FrontPanel& panel, PortBackend& port, Dialogs& dialogs)
-    : panel_(panel), dialogs_(dialogs), lines_(port), i2c_(lines_, trace_) {
+    : panel_(panel), dialogs_(dialogs), lines_(port), i2c_(lines_, trace_),
+      microwire_(lines_, trace_, [this] { dialogs_.yieldToUi(); }),
+      runner_(panel_, dialogs_, state_, lines_, trace_, i2c_, microwire_,
+              [this] { selectOption(Ctl::Noff); }) {
     lines_.setRecorder(&trace_);
+    timer_.setInterval(1000);
+    connect(&timer_, &QTimer::timeout, this, &Tester::Timer_Timer);
     port.setLostHandler([this](const QString& why) { portLost(why); });
     connect(&panel_, &FrontPanel::changed, this, [this](Ctl c) {
         // The Stop rule follows every change of the first three cells of either row.
@@ -55,9 +74,9 @@ Tester::Tester(FrontPanel& panel, PortBackend& port, Dialogs& dialogs)
 }
 
 void Tester::startUp(const StartSettings& settings) {
-    currentFileTitle_ = QStringLiteral("No Title");
-    noteText_ = QStringLiteral(" ");
-    panel_.setText(Ctl::Megjegyzes, QStringLiteral("Note: ") + noteText_);
+    state_.currentFileTitle = QStringLiteral("No Title");
+    state_.noteText = QStringLiteral(" ");
+    panel_.setText(Ctl::Megjegyzes, QStringLiteral("Note: ") + state_.noteText);
     UpdateTitle();
 
     if (numericValue(settings.microwire) == 1.0)
@@ -65,35 +84,33 @@ void Tester::startUp(const StartSettings& settings) {
     else
         showI2cColumn();
 
-    timerSelection_ = 0;
-    commandKeywords_ = {QStringLiteral("Stop"),     QStringLiteral("Dump1"),
-                        QStringLiteral("Dump2"),    QStringLiteral("Indicator"),
-                        QStringLiteral("Potmeter"), QStringLiteral("Constans")};
-    powerOn_ = false;
+    state_.timerSelection = 0;
+    commandKeywords_ = CommandCells::keywords();
+    state_.powerOn = false;
     // A stored port outside 1 to 4 is kept (it fails when the port is opened); one outside
     // what the state can hold is taken as the nearest it can.
-    portNumber_ = static_cast<int>(roundedSetting(settings.port, 0, 255));
-    timerInterval_ = static_cast<int>(roundedSetting(settings.timer, 1, 65535));
-    resetTension_ = 9;
+    state_.portNumber = static_cast<int>(roundedSetting(settings.port, 0, 255));
+    timer_.setInterval(static_cast<int>(roundedSetting(settings.timer, 1, 65535)));
+    state_.resetTension = 9;
     const bool analysis = settings.analizis == u"True";
     lines_.setAnalysisOn(analysis);
     panel_.setChecked(Ctl::Anal_be, analysis);
     trace_.init(analysis);
-    startBitOn_ = settings.start == u"True";
+    state_.startBitOn = settings.start == u"True";
     if (panel_.isChecked(Ctl::Mset_micro)) {
         for (Ctl label : kStartLabels)
-            panel_.setToolTip(label, startBitOn_ ? kStartBitOn : kStartBitOff);
-        panel_.setChecked(Ctl::Mset_start, startBitOn_);
+            panel_.setToolTip(label, state_.startBitOn ? kStartBitOn : kStartBitOff);
+        panel_.setChecked(Ctl::Mset_start, state_.startBitOn);
     }
     panel_.setText(FrontPanel::panel(10),
-                   startBitOn_ ? QStringLiteral("S:ON") : QStringLiteral("S:OFF"));
+                   state_.startBitOn ? QStringLiteral("S:ON") : QStringLiteral("S:OFF"));
 
-    panel_.setText(FrontPanel::panel(8), intervalPanelText(timerInterval_));
+    panel_.setText(FrontPanel::panel(8), intervalPanelText(timer_.interval()));
     setPortPanel();
     panel_.setText(FrontPanel::panel(2), QStringLiteral("Sequence 1: Stop"));
     panel_.setText(FrontPanel::panel(3), QStringLiteral("Sequence 2: Stop"));
     selectOption(Ctl::Noff);
-    panel_.setText(FrontPanel::panel(11), resetTimeText(resetTension_));
+    panel_.setText(FrontPanel::panel(11), resetTimeText(state_.resetTension));
 
     panel_.setCellItems(commandKeywords_);
     for (int s = 1; s <= 2; ++s)
@@ -102,35 +119,35 @@ void Tester::startUp(const StartSettings& settings) {
     ApplyStopRule();
     showPower();
 
-    lines_.port().selectPort(portNumber_);
+    lines_.port().selectPort(state_.portNumber);
 }
 
 void Tester::UpdateTitle() {
     panel_.setText(Ctl::Fo,
                    QStringLiteral("I2C/Microwire Tamsolvix V") + numberText(kVersionMajor) +
                        QLatin1Char('.') + numberText(kVersionMinor) + QLatin1Char('.') +
-                       numberText(kVersionRevision) + QStringLiteral(" : ") + currentFileTitle_);
+                       numberText(kVersionRevision) + QStringLiteral(" : ") + state_.currentFileTitle);
 }
 
 void Tester::showPower() {
     panel_.setText(Ctl::PowerG,
-                   powerOn_ ? QStringLiteral("Power ON") : QStringLiteral("Power OFF"));
-    panel_.setColour(Ctl::PowerG, powerOn_ ? kPowerOnColour : kPowerOffColour);
+                   state_.powerOn ? QStringLiteral("Power ON") : QStringLiteral("Power OFF"));
+    panel_.setColour(Ctl::PowerG, state_.powerOn ? kPowerOnColour : kPowerOffColour);
 }
 
 void Tester::setPortPanel() {
-    panel_.setText(FrontPanel::panel(1), portPanelText(portNumber_));
+    panel_.setText(FrontPanel::panel(1), portPanelText(state_.portNumber));
 }
 
 void Tester::TogglePower() {
     lines_.setAnalysisOn(false); // nothing below is recorded
-    if (powerOn_) {
-        powerOn_ = false;
+    if (state_.powerOn) {
+        state_.powerOn = false;
         showPower();
         panel_.setEnabled(Ctl::Mset_micro, true);
         lines_.closePort();
     } else {
-        powerOn_ = true;
+        state_.powerOn = true;
         panel_.setEnabled(Ctl::Mset_micro, false); // no mode change while powered
         showPower();
         QString why;
@@ -151,32 +168,32 @@ void Tester::TogglePower() {
 
 void Tester::ChoosePort() {
     lines_.setAnalysisOn(false);
-    if (powerOn_) {
+    if (state_.powerOn) {
         lines_.closePort();
         TogglePower();
     }
-    const int before = portNumber_;
+    const int before = state_.portNumber;
     bool failedOnce = false;
     for (;;) {
         const auto answer = dialogs_.input(QStringLiteral("Serial Port (1,2,3,4)?\r\nActual:") +
-                                               numberText(portNumber_),
+                                               numberText(state_.portNumber),
                                            QStringLiteral("Port Number Setting."));
         if (!answer && failedOnce) {
             // The way out when no port can be opened: a cancel after a failure keeps the
             // number the port had before the question, with the port closed.
-            portNumber_ = before;
-            lines_.port().selectPort(portNumber_);
+            state_.portNumber = before;
+            lines_.port().selectPort(state_.portNumber);
             break;
         }
         const double v = std::floor(numericValue(answer.value_or(QString())));
-        portNumber_ = (v >= 1 && v <= 4) ? static_cast<int>(v) : 1;
-        lines_.port().selectPort(portNumber_);
+        state_.portNumber = (v >= 1 && v <= 4) ? static_cast<int>(v) : 1;
+        lines_.port().selectPort(state_.portNumber);
         QString why;
         if (lines_.openPortI2c(&why))
             break;
         dialogs_.message(QStringLiteral("Error! Not free or valid Comm Port!"),
                          Dialogs::Buttons::Ok, Dialogs::Icon::None, why);
-        portNumber_ = 1;
+        state_.portNumber = 1;
         failedOnce = true;
     }
     i2c_.stop();
@@ -195,19 +212,20 @@ void Tester::Status_PanelDblClick(int number) {
         }
     }
     if (text == u"I2C" || text == u"Microwire") {
-        if (!powerOn_)
+        if (!state_.powerOn)
             Mset_micro_Click();
         return;
     }
-    // The current interval's text opens the interval dialog, which comes with the timer.
+    if (text == intervalPanelText(timer_.interval()))
+        Mset_timer_Click();
 }
 
 void Tester::EditNote() {
     const auto answer =
-        dialogs_.input(QStringLiteral("Sequences Comment: "), currentFileTitle_, noteText_);
+        dialogs_.input(QStringLiteral("Sequences Comment: "), state_.currentFileTitle, state_.noteText);
     if (answer && !answer->isEmpty())
-        noteText_ = *answer;
-    panel_.setText(Ctl::Megjegyzes, QStringLiteral("Note: ") + noteText_);
+        state_.noteText = *answer;
+    panel_.setText(Ctl::Megjegyzes, QStringLiteral("Note: ") + state_.noteText);
 }
 
 void Tester::showStartBit(bool on) {
@@ -256,15 +274,15 @@ void Tester::Mset_micro_Click() {
     panel_.setEnabled(Ctl::Mset_start, true);
     panel_.setEnabled(FrontPanel::panel(11), true);
     panel_.setEnabled(FrontPanel::panel(10), true);
-    startBitOn_ = panel_.isChecked(Ctl::Mset_start);
-    showStartBit(startBitOn_);
+    state_.startBitOn = panel_.isChecked(Ctl::Mset_start);
+    showStartBit(state_.startBitOn);
 }
 
 void Tester::Mset_start_Click() {
     const bool on = !panel_.isChecked(Ctl::Mset_start);
     panel_.setChecked(Ctl::Mset_start, on);
     showStartBit(on);
-    startBitOn_ = on;
+    state_.startBitOn = on;
 }
 
 void Tester::Anal_be_Click() {
@@ -274,7 +292,7 @@ void Tester::Anal_be_Click() {
 }
 
 void Tester::ExportObservation() {
-    if (powerOn_)
+    if (state_.powerOn)
         TogglePower();
     const auto path =
         dialogs_.saveFile(QStringLiteral("BitMap Pictures (*.bmp)|*.bmp|All Files (*.*)|*.*"),
@@ -313,7 +331,11 @@ void Tester::selectOption(Ctl option) {
         panel_.setChecked(o.option, o.option == option);
     for (const auto& o : kOptions)
         if (o.option == option)
-            timerSelection_ = o.selection;
+            state_.timerSelection = o.selection;
+    if (option == Ctl::Noff)
+        timer_.stop();
+    else if (!timer_.isActive()) // a running timer keeps its rhythm
+        timer_.start();
 }
 
 void Tester::ApplyStopRule() {
@@ -339,8 +361,158 @@ void Tester::portLost(const QString& why) {
 
 void Tester::handlePortLost() {
     lostPending_ = false;
-    if (powerOn_)
+    if (state_.powerOn)
         TogglePower();
     dialogs_.message(QStringLiteral("The serial port was lost; the adapter is switched off."),
                      Dialogs::Buttons::Ok, Dialogs::Icon::None, lostReason_);
+}
+
+void Tester::Mset_reset_Click() {
+    for (;;) {
+        const int v = state_.resetTension;
+        const auto answer = dialogs_.input(
+            QStringLiteral("Reset Tension [_/T\\_] value (1-9), actual:") + numberText(v) +
+                QStringLiteral(" (") + resetTimeDigits(v) + QStringLiteral(" uS) ?"),
+            QStringLiteral("Mocrowire Reset Setting"), numberText(v));
+        // Halves go to the even neighbour.
+        const double value = std::nearbyint(numericValue(answer.value_or(QString())));
+        if (value == 0) // an empty answer, Cancel or no number keep the value
+            return;
+        if (value >= 1 && value <= 9) {
+            state_.resetTension = static_cast<int>(value);
+            panel_.setText(FrontPanel::panel(11), resetTimeText(state_.resetTension));
+            return;
+        }
+        dialogs_.message(QStringLiteral("Wrong value!\r\nValid range 1-9 !"));
+    }
+}
+
+void Tester::DeviceDetect() {
+    if (busy_)
+        return;
+    BusyGuard guard(busy_);
+    if (!state_.powerOn)
+        TogglePower();
+    lines_.setAnalysisOn(false); // the scan is not recorded
+    trace_.clear();
+    selectOption(Ctl::Noff);
+    for (int n = 4; n <= 7; ++n)
+        panel_.setText(FrontPanel::panel(n), QString());
+    panel_.setText(FrontPanel::panel(2), QStringLiteral("Device Detect"));
+    panel_.setText(FrontPanel::panel(3), QStringLiteral("Device Detect"));
+    panel_.setText(Ctl::Dump1, QString());
+    panel_.setText(Ctl::Hex1, QString());
+    dialogs_.yieldToUi();
+
+    const DeviceScan::Acknowledged acknowledged = DeviceScan::run(i2c_, [this](int a) {
+        panel_.setValue(Ctl::Analog_be, a);
+        panel_.setText(Ctl::Analog_be_sz, numberText(a));
+    });
+    for (const bool ack : acknowledged)
+        if (ack)
+            panel_.setText(FrontPanel::panel(4), QStringLiteral("A"));
+    TogglePower();
+
+    const DeviceScan::Report report = DeviceScan::report(acknowledged);
+    panel_.setText(Ctl::Dump1, report.dump);
+    panel_.setText(Ctl::Hex1, report.hex);
+    panel_.setText(FrontPanel::panel(2), QStringLiteral("Sequence 1: Stop"));
+    panel_.setText(FrontPanel::panel(3), QStringLiteral("Sequence 2: Stop"));
+    panel_.setValue(Ctl::Analog_be, 0);
+    if (panel_.isChecked(Ctl::Anal_be))
+        lines_.setAnalysisOn(true);
+    dialogs_.beep();
+}
+
+void Tester::LineProbe() {
+    if (busy_)
+        return;
+    BusyGuard guard(busy_);
+    if (!state_.powerOn) {
+        TogglePower();
+        for (int i = 0; i < 11; ++i) // the adapter's supply settles meanwhile
+            dialogs_.yieldToUi();
+    }
+    const ::LineProbe::Result result = ::LineProbe::run(
+        lines_.port(), [this](int period) { panel_.setValue(Ctl::Analog_be, period); });
+    TogglePower();
+    panel_.setValue(Ctl::Analog_be, 0);
+    dialogs_.beep();
+    dialogs_.message(result.message());
+}
+
+void Tester::goRun(int sequence) {
+    if (busy_)
+        return;
+    if (!state_.powerOn)
+        TogglePower();
+    RunSequence(sequence);
+}
+
+void Tester::cellEnterPressed(Ctl cell) {
+    for (int k = 1; k <= 4; ++k) {
+        if (cell == FrontPanel::cell(1, k))
+            Go1_Click();
+        else if (cell == FrontPanel::cell(2, k))
+            Go2_Click();
+    }
+}
+
+void Tester::RunSequence(int sequence) {
+    runSequence(sequence, panel_.isChecked(Ctl::Mset_micro));
+}
+
+void Tester::runSequence(int sequence, bool microwire) {
+    // One bus action at a time: a tick or a click that arrives while a run waits in its
+    // message box or yields during its reset pulse is dropped, never nested in its traffic.
+    if (busy_)
+        return;
+    BusyGuard guard(busy_);
+    if (microwire)
+        runner_.RunMicrowireSequence(sequence);
+    else
+        runner_.RunI2cSequence(sequence);
+}
+
+void Tester::Cl1_Click() {
+    panel_.setText(Ctl::Dump1, QString());
+    panel_.setText(Ctl::Hex1, QString());
+}
+
+void Tester::Cl2_Click() {
+    panel_.setText(Ctl::Dump2, QString());
+    panel_.setText(Ctl::Hex2, QString());
+}
+
+void Tester::Timer_Timer() {
+    const bool microwire = panel_.isChecked(Ctl::Mset_micro); // read once for the tick
+    switch (state_.timerSelection) {
+    case 1:
+        runSequence(1, microwire);
+        break;
+    case 2:
+        runSequence(2, microwire);
+        break;
+    case 12:
+        runSequence(1, microwire);
+        runSequence(2, microwire);
+        break;
+    default:
+        break;
+    }
+}
+
+void Tester::Mset_timer_Click() {
+    const int current = timer_.interval();
+    const auto answer =
+        dialogs_.input(QStringLiteral("Non-Stop Timer Setting\r\nActual:") + numberText(current) +
+                           QStringLiteral("mS"),
+                       QStringLiteral("Timer Setting."));
+    const QString text = answer.value_or(QString());
+    double v = std::floor(numericValue(text));
+    if (!(v >= 1 && v <= 2000))
+        v = 1000;
+    const int interval = text.isEmpty() ? current : static_cast<int>(v);
+    timer_.setInterval(interval); // a running timer goes on at the new interval
+    panel_.setText(FrontPanel::panel(8), intervalPanelText(interval));
 }

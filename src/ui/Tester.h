@@ -1,14 +1,18 @@
 #pragma once
 
 #include "bus/I2cBus.h"
+#include "bus/MicrowireBus.h"
 #include "bus/PortLines.h"
 #include "bus/Trace.h"
+#include "sequence/SequenceRunner.h"
+#include "sequence/TesterState.h"
 #include "ui/Dialogs.h"
 #include "ui/FrontPanel.h"
 
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 
 // The program-wide state and the user actions of the tool. The window (or the command-line
 // tool, or a test) calls the actions; they work on the port through the line driver, and show
@@ -41,19 +45,26 @@ public:
     FrontPanel& panel() { return panel_; }
     PortLines& lines() { return lines_; }
     I2cBus& i2c() { return i2c_; }
+    MicrowireBus& microwire() { return microwire_; }
     Trace& trace() { return trace_; }
+    SequenceRunner& runner() { return runner_; }
+    const QTimer& timer() const { return timer_; }
 
     // Tester state
-    int portNumber() const { return portNumber_; }
-    bool powerOn() const { return powerOn_; }
+    const TesterState& state() const { return state_; }
+    int portNumber() const { return state_.portNumber; }
+    bool powerOn() const { return state_.powerOn; }
     bool analysisOn() const { return lines_.analysisOn(); }
-    bool startBitOn() const { return startBitOn_; }
-    int resetTension() const { return resetTension_; }
-    int timerSelection() const { return timerSelection_; }
-    int timerInterval() const { return timerInterval_; }
-    const QString& currentFileTitle() const { return currentFileTitle_; }
-    const QString& noteText() const { return noteText_; }
+    bool startBitOn() const { return state_.startBitOn; }
+    int resetTension() const { return state_.resetTension; }
+    int timerSelection() const { return state_.timerSelection; }
+    int timerInterval() const { return timer_.interval(); }
+    const QString& currentFileTitle() const { return state_.currentFileTitle; }
+    const QString& noteText() const { return state_.noteText; }
     const QStringList& commandKeywords() const { return commandKeywords_; }
+    // True while a run, the device scan or the line test is under way (also while it waits
+    // in a message box or yields to the user interface).
+    bool busy() const { return busy_; }
 
     // Gives the state its start values and puts every control into its start state.
     void startUp(const StartSettings& settings);
@@ -71,6 +82,27 @@ public:
     void Mset_micro_Click();
     // "Start bit" menu item.
     void Mset_start_Click();
+    // "Reset keeping": asks for the Microwire reset value 1 to 9.
+    void Mset_reset_Click();
+
+    // "Device Detect": tries the 256 address bytes and lists the acknowledged ones.
+    void DeviceDetect();
+    // "Line Test": toggles RTS 255 times and checks that DSR follows.
+    void LineProbe();
+
+    // The Go buttons (the power is switched on first) and Enter in a command cell.
+    void Go1_Click() { goRun(1); }
+    void Go2_Click() { goRun(2); }
+    void cellEnterPressed(Ctl cell);
+    // Runs sequence 1 or 2 on the bus the "Microwire serial" check mark chooses.
+    void RunSequence(int sequence);
+    // The Clear buttons of the read-outs.
+    void Cl1_Click();
+    void Cl2_Click();
+    // "Non-Stop Timer" and a double-click on the interval's panel: asks for the interval.
+    void Mset_timer_Click();
+    // One tick of the non-stop timer.
+    void Timer_Timer();
 
     // "Observation" menu item: analysis on or off; the picture is cleared.
     void Anal_be_Click();
@@ -84,13 +116,18 @@ public:
     void Mfile_about_Click();
     static QString aboutText();
 
-    // The non-stop option group (Noff, Ns1, Ns2, Ns12); nothing else is accepted.
+    // Selects one option of the non-stop group (Noff, Ns1, Ns2, Ns12): the timer selection
+    // follows, and the timer runs for every option but Noff.
     void selectOption(Ctl option);
 
     // The three cells after the first of each sequence are greyed behind a "Stop".
     void ApplyStopRule();
 
 private:
+    // Marks a bus action as under way for as long as it lives.
+    class BusyGuard;
+    void goRun(int sequence);
+    void runSequence(int sequence, bool microwire);
     void showI2cColumn();
     void showStartBit(bool on);
     void showPower();
@@ -103,16 +140,12 @@ private:
     PortLines lines_;
     Trace trace_{kPictureSize};
     I2cBus i2c_;
-
-    int portNumber_ = 1;
-    bool powerOn_ = false;
-    bool startBitOn_ = false;
-    int resetTension_ = 9;
-    int timerSelection_ = 0;
-    int timerInterval_ = 1000;
-    QString currentFileTitle_;
-    QString noteText_;
+    MicrowireBus microwire_;
+    TesterState state_;
+    SequenceRunner runner_;
+    QTimer timer_;
     QStringList commandKeywords_;
+    bool busy_ = false;
 
     QString lostReason_;
     bool lostPending_ = false;

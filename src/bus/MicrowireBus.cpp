@@ -1,0 +1,60 @@
+#include "bus/MicrowireBus.h"
+
+#include "bus/Trace.h"
+
+std::uint8_t MicrowireBus::resetCharacter(int resetValue) {
+    if (resetValue < 1 || resetValue > 9)
+        return 0x00;
+    return static_cast<std::uint8_t>(0xFF00u >> (resetValue - 1));
+}
+
+void MicrowireBus::writeBit(bool bit) {
+    lines_.clockLow();
+    if (bit) {
+        lines_.dataHigh();
+        lines_.clockHigh();
+    } else {
+        lines_.dataLow();
+        lines_.clockHigh();
+        lines_.dataHigh();
+    }
+}
+
+bool MicrowireBus::readBit() {
+    lines_.clockLow();
+    const bool high = lines_.readData();
+    lines_.clockHigh();
+    return high;
+}
+
+void MicrowireBus::writeByte(int value) {
+    unsigned bits = static_cast<unsigned>(value) & 0xFFu; // higher bits are ignored
+    for (int bit = 0; bit < 8; ++bit, bits <<= 1)
+        writeBit((bits & 0x80u) != 0);
+}
+
+int MicrowireBus::readByte() {
+    int value = 0;
+    for (int bit = 0; bit < 8; ++bit)
+        value = value * 2 + (readBit() ? 1 : 0);
+    return value;
+}
+
+void MicrowireBus::end() {
+    lines_.clockHigh();
+    lines_.dataHigh();
+    lines_.clockHigh();
+    lines_.dataHigh();
+}
+
+void MicrowireBus::resetPulse(int resetValue) {
+    trace_.presetHigh();
+    PortBackend& port = lines_.port();
+    if (port.isOpen()) // after a failed power-on there is nothing to send it on
+        port.sendByte(resetCharacter(resetValue));
+    lines_.dataHigh();
+    lines_.clockHigh();
+    lines_.dataLow();
+    if (yield_)
+        yield_();
+}
