@@ -18,11 +18,11 @@
 // The cells are read when the run reaches them; a run keeps no state between calls.
 class SequenceRunner {
 public:
-    SequenceRunner(FrontPanel& panel, Dialogs& dialogs, const TesterState& state,
-                   PortLines& lines, Trace& trace, I2cBus& i2c, MicrowireBus& microwire,
+    SequenceRunner(FrontPanel& panel, Dialogs& dialogs, const TesterState& state, PortLines& lines,
+                   Trace& trace, I2cBus& i2c, MicrowireBus& microwire,
                    std::function<void()> selectNoff)
-        : panel_(panel), dialogs_(dialogs), state_(state), lines_(lines), trace_(trace),
-          i2c_(i2c), microwire_(microwire), selectNoff_(std::move(selectNoff)) {}
+        : panel_(panel), dialogs_(dialogs), state_(state), lines_(lines), trace_(trace), i2c_(i2c),
+          microwire_(microwire), selectNoff_(std::move(selectNoff)) {}
 
     // Start, the cells until a "Stop" or the fourth, stop. Does nothing with the power off.
     // An invalid constant stops the run after a message and switches the non-stop timer off.

@@ -123,10 +123,11 @@ void Tester::startUp(const StartSettings& settings) {
 }
 
 void Tester::UpdateTitle() {
-    panel_.setText(Ctl::Fo,
-                   QStringLiteral("I2C/Microwire Tamsolvix V") + numberText(kVersionMajor) +
-                       QLatin1Char('.') + numberText(kVersionMinor) + QLatin1Char('.') +
-                       numberText(kVersionRevision) + QStringLiteral(" : ") + state_.currentFileTitle);
+    panel_.setText(Ctl::Fo, QStringLiteral("I2C/Microwire Tamsolvix V") +
+                                numberText(kVersionMajor) + QLatin1Char('.') +
+                                numberText(kVersionMinor) + QLatin1Char('.') +
+                                numberText(kVersionRevision) + QStringLiteral(" : ") +
+                                state_.currentFileTitle);
 }
 
 void Tester::showPower() {
@@ -221,8 +222,8 @@ void Tester::Status_PanelDblClick(int number) {
 }
 
 void Tester::EditNote() {
-    const auto answer =
-        dialogs_.input(QStringLiteral("Sequences Comment: "), state_.currentFileTitle, state_.noteText);
+    const auto answer = dialogs_.input(QStringLiteral("Sequences Comment: "),
+                                       state_.currentFileTitle, state_.noteText);
     if (answer && !answer->isEmpty())
         state_.noteText = *answer;
     panel_.setText(Ctl::Megjegyzes, QStringLiteral("Note: ") + state_.noteText);
@@ -504,10 +505,9 @@ void Tester::Timer_Timer() {
 
 void Tester::Mset_timer_Click() {
     const int current = timer_.interval();
-    const auto answer =
-        dialogs_.input(QStringLiteral("Non-Stop Timer Setting\r\nActual:") + numberText(current) +
-                           QStringLiteral("mS"),
-                       QStringLiteral("Timer Setting."));
+    const auto answer = dialogs_.input(QStringLiteral("Non-Stop Timer Setting\r\nActual:") +
+                                           numberText(current) + QStringLiteral("mS"),
+                                       QStringLiteral("Timer Setting."));
     const QString text = answer.value_or(QString());
     double v = std::floor(numericValue(text));
     if (!(v >= 1 && v <= 2000))

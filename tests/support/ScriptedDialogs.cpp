@@ -48,6 +48,8 @@ std::optional<ScriptedDialogs::Step> ScriptedDialogs::next(Kind kind, const QStr
 Dialogs::Answer ScriptedDialogs::message(const QString& text, Buttons buttons, Icon icon,
                                          const QString& detail) {
     shown.push_back({Kind::Message, text, {}, {}, detail, buttons, icon});
+    if (duringMessage)
+        duringMessage();
     const auto step = next(Kind::Message, text);
     if (!step)
         return buttons == Buttons::YesNo ? Answer::No : Answer::Ok;

@@ -6,6 +6,7 @@
 #include <QStringList>
 
 #include <deque>
+#include <functional>
 #include <vector>
 
 // Dialogs that answer from a script. Every dialog the code opens is recorded; one that the
@@ -41,11 +42,20 @@ public:
     std::optional<QString> saveFile(const QString& filter, const QString& name) override;
     void showExplanation() override { ++explanations; }
     void beep() override { ++beeps; }
-    void yieldToUi() override { ++yields; }
+    void yieldToUi() override {
+        ++yields;
+        if (duringYield)
+            duringYield();
+    }
 
     // The texts of the message boxes shown so far, in order.
     QStringList messages() const;
     bool scriptUsedUp() const { return script_.empty(); }
+
+    // What happens while the program yields, or while a message box is open (a timer tick
+    // or a click arriving then).
+    std::function<void()> duringYield;
+    std::function<void()> duringMessage;
 
     std::vector<Shown> shown;
     int beeps = 0;
