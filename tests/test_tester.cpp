@@ -4,6 +4,8 @@
 #include "ui/Tester.h"
 
 #include <QCoreApplication>
+#include <QSettings>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -337,4 +339,42 @@ TEST(TesterUnplug, ALostAdapterIsReportedOnceAndSwitchedOff) {
     ASSERT_EQ(dialogs.shown.size(), 1u);
     EXPECT_TRUE(dialogs.shown[0].detail.contains(QStringLiteral("unplugged")));
     EXPECT_TRUE(dialogs.scriptUsedUp());
+}
+
+TEST(TesterSettings, FirstStartWritesTheDefaultsAndAStoredMicrowireStartComesBack) {
+    QTemporaryDir dir;
+    QSettings store(dir.filePath(QStringLiteral("Pellucor.ini")), QSettings::IniFormat);
+    FrontPanel panel;
+    SimulatedBoard board;
+    ScriptedDialogs dialogs;
+    {
+        Tester tester(panel, board, dialogs);
+        tester.startUp(Tester::readSettings(store));
+        EXPECT_EQ(panel.text(FrontPanel::panel(8)), QStringLiteral(" 1000mS"));
+        tester.TogglePower();
+        tester.shutDown(store);
+        EXPECT_FALSE(board.isOpen());
+        EXPECT_TRUE(tester.powerOn()); // the flag and the button are left alone
+    }
+    const std::pair<const char*, const char*> written[] = {
+        {"Setup/Port", " 1"},       {"Setup/Timer", " 1000"},  {"Setup/Microwire", "0"},
+        {"Setup/Analizis", "True"}, {"Setup/Start", "False"}};
+    for (const auto& [key, value] : written)
+        EXPECT_EQ(store.value(QLatin1String(key)).toString(), QLatin1String(value)) << key;
+
+    store.setValue(QStringLiteral("Setup/Microwire"), QStringLiteral("1"));
+    store.setValue(QStringLiteral("Setup/Start"), QStringLiteral("True"));
+    store.setValue(QStringLiteral("Setup/Analizis"), QStringLiteral("true")); // not "True"
+    store.setValue(QStringLiteral("Setup/Port"), QStringLiteral("5"));
+    store.setValue(QStringLiteral("Setup/Timer"), QStringLiteral("1e99")); // absurd, no crash
+    FrontPanel panel2;
+    Tester tester(panel2, board, dialogs);
+    tester.startUp(Tester::readSettings(store));
+    EXPECT_TRUE(panel2.isChecked(Ctl::Mset_micro));
+    EXPECT_TRUE(panel2.isChecked(Ctl::Mset_start));
+    EXPECT_EQ(panel2.text(FrontPanel::panel(10)), QStringLiteral("S:ON"));
+    EXPECT_EQ(panel2[Ctl::Label10].toolTip, QStringLiteral("Start bit ON (1)"));
+    EXPECT_FALSE(tester.analysisOn());
+    EXPECT_EQ(panel2.text(FrontPanel::panel(1)), QStringLiteral("Port: 5"));
+    EXPECT_EQ(tester.timerInterval(), 65535);
 }

@@ -77,7 +77,7 @@ int main(int argc, char** argv) {
     FrontPanel panel;
     ConsoleDialogs dialogs(stderr);
     Tester tester(panel, *port, dialogs);
-    tester.startUp(Tester::StartSettings{});
+    tester.startUp(Tester::readSettings(*settings));
     const int status = demo(panel, tester, *port);
     QCoreApplication::processEvents();
     return dialogs.messages().isEmpty() ? status : 1;

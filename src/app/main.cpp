@@ -38,9 +38,11 @@ int main(int argc, char** argv) {
     FrontPanel panel;
     QtDialogs dialogs;
     Tester tester(panel, *port, dialogs);
-    tester.startUp(Tester::StartSettings{});
+    tester.startUp(Tester::readSettings(*settings));
 
     MainWindow window(panel, tester);
+    QObject::connect(&window, &MainWindow::closing, &tester,
+                     [&tester, &settings] { tester.shutDown(*settings); });
     dialogs.setParent(&window);
     window.show();
     if (const QScreen* screen = window.screen()) // opens centred on the screen

@@ -7,6 +7,7 @@
 #include <QGroupBox>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QCloseEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPlainTextEdit>
@@ -317,6 +318,11 @@ void MainWindow::connectActions() {
     onClick(Ctl::Cl1, [this] { tester_.Cl1_Click(); });
     onClick(Ctl::Cl2, [this] { tester_.Cl2_Click(); });
     onClick(Ctl::Mset_timer, [this] { tester_.Mset_timer_Click(); });
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    emit closing();
+    QMainWindow::closeEvent(event);
 }
 
 void MainWindow::resizeEvent(QResizeEvent* event) {

@@ -66,9 +66,12 @@ public:
 
 signals:
     void exitRequested();
+    // The window is closing (close box or "Exit"): the settings are written now.
+    void closing();
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
 
 private:
     void buildControls(QWidget* client);

@@ -8,6 +8,7 @@
 #include "sequence/Numbers.h"
 
 #include <QFileInfo>
+#include <QSettings>
 #include <QTimer>
 
 #include <cmath>
@@ -120,6 +121,35 @@ void Tester::startUp(const StartSettings& settings) {
     showPower();
 
     lines_.port().selectPort(state_.portNumber);
+}
+
+Tester::StartSettings Tester::readSettings(QSettings& store) {
+    StartSettings s;
+    store.beginGroup(QStringLiteral("Setup"));
+    s.port = store.value(QStringLiteral("Port"), s.port).toString();
+    s.timer = store.value(QStringLiteral("Timer"), s.timer).toString();
+    s.microwire = store.value(QStringLiteral("Microwire"), s.microwire).toString();
+    s.analizis = store.value(QStringLiteral("Analizis"), s.analizis).toString();
+    s.start = store.value(QStringLiteral("Start"), s.start).toString();
+    store.endGroup();
+    return s;
+}
+
+void Tester::shutDown(QSettings& store) {
+    timer_.stop();
+    if (state_.powerOn)
+        lines_.closePort(); // the power flag and the button are left as they are
+    auto flag = [](bool on) { return on ? QStringLiteral("True") : QStringLiteral("False"); };
+    store.beginGroup(QStringLiteral("Setup"));
+    store.setValue(QStringLiteral("Port"), numberText(state_.portNumber));
+    store.setValue(QStringLiteral("Timer"), numberText(timer_.interval()));
+    store.setValue(QStringLiteral("Microwire"), panel_.isChecked(Ctl::Mset_micro)
+                                                    ? QStringLiteral("1")
+                                                    : QStringLiteral("0"));
+    store.setValue(QStringLiteral("Analizis"), flag(lines_.analysisOn()));
+    store.setValue(QStringLiteral("Start"), flag(panel_.isChecked(Ctl::Mset_start)));
+    store.endGroup();
+    store.sync();
 }
 
 void Tester::UpdateTitle() {

@@ -14,6 +14,8 @@
 #include <QStringList>
 #include <QTimer>
 
+class QSettings;
+
 // The program-wide state and the user actions of the tool. The window (or the command-line
 // tool, or a test) calls the actions; they work on the port through the line driver, and show
 // their results in the FrontPanel model and through the Dialogs seam.
@@ -66,8 +68,12 @@ public:
     // in a message box or yields to the user interface).
     bool busy() const { return busy_; }
 
+    // The five settings as the store holds them under "Setup"; defaults where absent.
+    static StartSettings readSettings(QSettings& store);
     // Gives the state its start values and puts every control into its start state.
     void startUp(const StartSettings& settings);
+    // The window closes: the port is closed and the five settings are written back.
+    void shutDown(QSettings& store);
 
     // Power button (PowerG): switches the adapter on (port open, idle levels) or off.
     void TogglePower();
