@@ -42,6 +42,33 @@ int demo(FrontPanel& panel, Tester& tester, PortBackend& port) {
     return 0;
 }
 
+// The device scan, as "Device Detect" runs it, with a grid of the 256 address bytes.
+int detect(FrontPanel& panel, Tester& tester) {
+    tester.DeviceDetect();
+    QString report = panel.text(Ctl::Dump1);
+    std::printf("%s", qPrintable(report.replace(QStringLiteral("\r\n"), QStringLiteral("\n"))));
+    std::printf("Hex1: %s\n\n     ", qPrintable(panel.text(Ctl::Hex1)));
+    const QStringList acknowledged = panel.text(Ctl::Hex1).split(u' ', Qt::SkipEmptyParts);
+    for (int column = 0; column < 16; ++column)
+        std::printf(" %X ", column);
+    for (int a = 0; a < 256; ++a) {
+        if (a % 16 == 0)
+            std::printf("\n  %02X:", a);
+        const bool ack = acknowledged.contains(QString::number(a, 16).toUpper());
+        std::printf(ack ? " %02X" : " --", a);
+    }
+    std::printf("\n");
+    return 0;
+}
+
+// The line test: 0 when it passed.
+int probe(Tester& tester, ConsoleDialogs& dialogs) {
+    tester.LineProbe();
+    const bool passed =
+        !dialogs.messages().isEmpty() && dialogs.messages().back() == u"Line Probe OK !";
+    return passed ? 0 : 1;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -54,17 +81,22 @@ int main(int argc, char** argv) {
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Tamsolvix without a window.\n\nCommands:\n  demo   power the adapter, show the idle "
-        "levels and the status panels, power off"));
+        "Tamsolvix without a window.\n\nCommands:\n"
+        "  demo     power the adapter, show the idle levels and the status panels, power off\n"
+        "  detect   try the 256 I2C address bytes and list the acknowledged ones\n"
+        "  probe    the adapter's line test (exit status 1 when it fails)"));
     parser.addHelpOption();
     parser.addVersionOption();
     BackendOptions::addTo(parser);
-    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("demo"));
+    parser.addPositionalArgument(QStringLiteral("command"),
+                                 QStringLiteral("demo, detect or probe"));
     parser.process(app);
 
     const QStringList args = parser.positionalArguments();
-    if (args.size() != 1 || args.front() != u"demo") {
-        std::fprintf(stderr, "brolmet-cli: expected a command (demo); see --help\n");
+    const QStringList commands{QStringLiteral("demo"), QStringLiteral("detect"),
+                               QStringLiteral("probe")};
+    if (args.size() != 1 || !commands.contains(args.front())) {
+        std::fprintf(stderr, "brolmet-cli: expected a command (demo, detect, probe); see --help\n");
         return 2;
     }
     auto settings = openSettingsStore();
@@ -78,7 +110,13 @@ int main(int argc, char** argv) {
     ConsoleDialogs dialogs(stderr);
     Tester tester(panel, *port, dialogs);
     tester.startUp(Tester::readSettings(*settings));
-    const int status = demo(panel, tester, *port);
+    const QString& command = args.front();
+    if (command == u"probe") {
+        const int status = probe(tester, dialogs);
+        QCoreApplication::processEvents();
+        return status;
+    }
+    const int status = command == u"detect" ? detect(panel, tester) : demo(panel, tester, *port);
     QCoreApplication::processEvents();
     return dialogs.messages().isEmpty() ? status : 1;
 }
