@@ -31,11 +31,11 @@ struct CommandFile {
     bool microwire = false;                     // line 7
     bool startBitAgain = false; // line 8: the start bit once more, applied after the mode
     bool noffSelected = true;   // line 9: the non-stop option "Off"
+    // lines 10 to 17: the cells C1, C2, C3, C4, D1, D2, D3, D4
     std::array<QString, 8> cells = {QStringLiteral("Stop"), QStringLiteral("Stop"),
                                     QStringLiteral("Stop"), QStringLiteral("Stop"),
                                     QStringLiteral("Stop"), QStringLiteral("Stop"),
                                     QStringLiteral("Stop"), QStringLiteral("Stop")};
-    // lines 10 to 17: C1, C2, C3, C4, D1, D2, D3, D4
     bool analysis = true;               // line 18
     QString note = QStringLiteral(" "); // line 19
 
