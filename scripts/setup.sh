@@ -10,6 +10,10 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   # the window without a desktop (tests, screenshots), its font, image checks
   xvfb xauth fonts-liberation2 imagemagick
+  # the .scm file association on the desktop and its test
+  xdg-utils shared-mime-info desktop-file-utils
+  # the fuzz targets (scripts/fuzz.sh): clang with libFuzzer
+  clang libclang-rt-14-dev
 )
 
 missing=()

@@ -46,4 +46,8 @@ int forRead(const QString& path, QFileDevice::FileError error) {
     return error == QFileDevice::PermissionsError ? PermissionDenied : PathFileAccess;
 }
 
+int whileReading(QFileDevice::FileError error) {
+    return error == QFileDevice::PermissionsError ? PermissionDenied : DeviceIoError;
+}
+
 } // namespace RunTimeError

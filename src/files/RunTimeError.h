@@ -9,8 +9,10 @@ namespace RunTimeError {
 
 constexpr int Overflow = 6;
 constexpr int TypeMismatch = 13;
+constexpr int OutOfStringSpace = 14; // a command-file field longer than the reader takes
 constexpr int BadFileName = 52;
 constexpr int FileNotFound = 53;
+constexpr int DeviceIoError = 57;
 constexpr int DiskFull = 61;
 constexpr int InputPastEndOfFile = 62;
 constexpr int PermissionDenied = 70;
@@ -24,5 +26,7 @@ constexpr int Cancel = 32755;
 int forWrite(const QString& path, QFileDevice::FileError error);
 // The number for a failure to open path for reading.
 int forRead(const QString& path, QFileDevice::FileError error);
+// The number for a read that fails on a file that opened (error: what the device reported).
+int whileReading(QFileDevice::FileError error);
 
 } // namespace RunTimeError

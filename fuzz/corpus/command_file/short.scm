@@ -1,0 +1,2 @@
+"Tamsolvix file V2"
+300

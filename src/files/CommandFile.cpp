@@ -1,0 +1,115 @@
+#include "files/CommandFile.h"
+
+#include "files/CodePage.h"
+#include "files/RunTimeError.h"
+
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QSaveFile>
+
+namespace {
+
+// What is wrong with one text of the file, or an empty string.
+QString textProblem(const QString& subject, const QString& text, const QString& remedy) {
+    if (text.contains(u'"'))
+        return QStringLiteral("Cannot save the commands: %1 contains a double quote (\"), which "
+                              "a command file cannot hold. %2")
+            .arg(subject, remedy);
+    if (const qsizetype at = CodePage::firstUnheld(text); at >= 0) {
+        const qsizetype length = text[at].isHighSurrogate() && at + 1 < text.size() ? 2 : 1;
+        return QStringLiteral("Cannot save the commands: %1 contains the character \"%2\", "
+                              "which a command file cannot hold. %3")
+            .arg(subject, text.mid(at, length), remedy);
+    }
+    if (text.size() > CommandFile::kMaxTextLength)
+        return QStringLiteral("Cannot save the commands: %1 is longer than %2 characters. %3")
+            .arg(subject)
+            .arg(CommandFile::kMaxTextLength)
+            .arg(remedy);
+    return {};
+}
+
+void appendText(QByteArray& out, const QString& text) {
+    out += '"';
+    out += CodePage::encode(text);
+    out += "\"\r\n";
+}
+
+void appendNumber(QByteArray& out, int value) {
+    out += QByteArray::number(value);
+    out += "\r\n";
+}
+
+void appendFlag(QByteArray& out, bool value) {
+    out += value ? "#TRUE#\r\n" : "#FALSE#\r\n";
+}
+
+} // namespace
+
+QString CommandFile::cellName(int index) {
+    return QString(QChar(index < 4 ? u'C' : u'D')) + QString::number(index % 4 + 1);
+}
+
+QString CommandFile::saveProblem() const {
+    const QString change = QStringLiteral("Change it and save again.");
+    QString problem =
+        textProblem(QStringLiteral("the file name"), title, QStringLiteral("Choose another name."));
+    for (int i = 0; i < static_cast<int>(cells.size()) && problem.isEmpty(); ++i)
+        problem = textProblem(QStringLiteral("cell ") + cellName(i), cells[i], change);
+    if (problem.isEmpty())
+        problem = textProblem(QStringLiteral("the note"), note, change);
+    return problem;
+}
+
+QByteArray CommandFile::bytes() const {
+    QByteArray out;
+    appendText(out, kHeader);
+    appendNumber(out, port);
+    appendNumber(out, interval);
+    appendNumber(out, resetValue);
+    appendText(out, title);
+    appendFlag(out, startBit);
+    appendFlag(out, microwire);
+    appendFlag(out, startBitAgain);
+    appendFlag(out, noffSelected);
+    for (const QString& cell : cells)
+        appendText(out, cell);
+    appendFlag(out, analysis);
+    appendText(out, note);
+    return out;
+}
+
+int CommandFile::save(const QString& path) const {
+    if (!saveProblem().isEmpty())
+        return kRefused;
+    const QByteArray content = bytes();
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return RunTimeError::forWrite(path, file.error());
+    // A short write can come without an error (a file size limit, a full disk): commit()
+    // would then put the truncated file in place, so the count is what decides.
+    if (file.write(content) != content.size()) {
+        const QFileDevice::FileError error =
+            file.error() == QFileDevice::NoError ? QFileDevice::WriteError : file.error();
+        file.cancelWriting();
+        return RunTimeError::forWrite(path, error);
+    }
+    if (!file.commit())
+        return RunTimeError::forWrite(path, file.error());
+    return 0;
+}
+
+bool existsWithExactName(const QString& path) {
+    const QFileInfo file(path);
+    if (file.fileName().isEmpty() || !file.isFile())
+        return false;
+    // The file is there under some letter case; look for the name as it stands in the folder.
+    QDirIterator entries(file.absolutePath(),
+                         QDir::Files | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    while (entries.hasNext()) {
+        entries.next();
+        if (entries.fileName() == file.fileName())
+            return true;
+    }
+    return false;
+}
