@@ -356,9 +356,11 @@ TEST(TesterSettings, FirstStartWritesTheDefaultsAndAStoredMicrowireStartComesBac
         EXPECT_FALSE(board.isOpen());
         EXPECT_TRUE(tester.powerOn()); // the flag and the button are left alone
     }
-    const std::pair<const char*, const char*> written[] = {
-        {"Setup/Port", " 1"},       {"Setup/Timer", " 1000"},  {"Setup/Microwire", "0"},
-        {"Setup/Analizis", "True"}, {"Setup/Start", "False"}};
+    const std::pair<const char*, const char*> written[] = {{"Setup/Port", " 1"},
+                                                           {"Setup/Timer", " 1000"},
+                                                           {"Setup/Microwire", "0"},
+                                                           {"Setup/Analizis", "True"},
+                                                           {"Setup/Start", "False"}};
     for (const auto& [key, value] : written)
         EXPECT_EQ(store.value(QLatin1String(key)).toString(), QLatin1String(value)) << key;
 

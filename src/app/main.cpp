@@ -1,5 +1,6 @@
 // brolmet: the Tamsolvix main window.
 #include "app/BackendOptions.h"
+#include "files/FileAssociation.h"
 #include "ui/FrontPanel.h"
 #include "ui/MainWindow.h"
 #include "ui/QtDialogs.h"
@@ -25,6 +26,14 @@ int main(int argc, char** argv) {
     parser.addHelpOption();
     parser.addVersionOption();
     BackendOptions::addTo(parser);
+    const QCommandLineOption open(FileAssociation::kOpenOption.mid(2),
+                                  QStringLiteral("Load the command file PATH, as it is."),
+                                  QStringLiteral("PATH"));
+    parser.addOption(open);
+    parser.addPositionalArgument(
+        QStringLiteral("\"FILE\""),
+        QStringLiteral("A command file, in double quotes (the first and last characters of the "
+                       "command line are dropped)."));
     parser.process(app);
 
     auto settings = openSettingsStore();
@@ -47,5 +56,12 @@ int main(int argc, char** argv) {
     window.show();
     if (const QScreen* screen = window.screen()) // opens centred on the screen
         window.move(screen->availableGeometry().center() - window.rect().center());
+
+    // The last step of the start-up: a command file named on the command line.
+    const QStringList fileArguments =
+        parser.isSet(open) ? QStringList{FileAssociation::kOpenOption, parser.value(open)}
+                           : parser.positionalArguments();
+    if (const auto path = FileAssociation::commandFilePath(fileArguments))
+        tester.loadAtStartUp(*path);
     return app.exec();
 }

@@ -3,11 +3,11 @@
 #include "ui/Tester.h"
 
 #include <QAction>
+#include <QCloseEvent>
 #include <QComboBox>
 #include <QGroupBox>
 #include <QLineEdit>
 #include <QMenuBar>
-#include <QCloseEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPlainTextEdit>
@@ -318,6 +318,9 @@ void MainWindow::connectActions() {
     onClick(Ctl::Cl1, [this] { tester_.Cl1_Click(); });
     onClick(Ctl::Cl2, [this] { tester_.Cl2_Click(); });
     onClick(Ctl::Mset_timer, [this] { tester_.Mset_timer_Click(); });
+    onClick(Ctl::Mfile_open, [this] { tester_.Mfile_open_Click(); });
+    onClick(Ctl::Mfile_save, [this] { tester_.Mfile_save_Click(); });
+    onClick(Ctl::Mset_asoc, [this] { tester_.Mset_asoc_Click(); });
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {

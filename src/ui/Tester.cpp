@@ -4,6 +4,9 @@
 #include "bus/LineProbe.h"
 #include "bus/MicrowireBus.h"
 #include "files/BitmapFile.h"
+#include "files/CommandFileReader.h"
+#include "files/FileAssociation.h"
+#include "files/RunTimeError.h"
 #include "sequence/CommandCells.h"
 #include "sequence/Numbers.h"
 
@@ -143,9 +146,8 @@ void Tester::shutDown(QSettings& store) {
     store.beginGroup(QStringLiteral("Setup"));
     store.setValue(QStringLiteral("Port"), numberText(state_.portNumber));
     store.setValue(QStringLiteral("Timer"), numberText(timer_.interval()));
-    store.setValue(QStringLiteral("Microwire"), panel_.isChecked(Ctl::Mset_micro)
-                                                    ? QStringLiteral("1")
-                                                    : QStringLiteral("0"));
+    store.setValue(QStringLiteral("Microwire"),
+                   panel_.isChecked(Ctl::Mset_micro) ? QStringLiteral("1") : QStringLiteral("0"));
     store.setValue(QStringLiteral("Analizis"), flag(lines_.analysisOn()));
     store.setValue(QStringLiteral("Start"), flag(panel_.isChecked(Ctl::Mset_start)));
     store.endGroup();
@@ -545,4 +547,197 @@ void Tester::Mset_timer_Click() {
     const int interval = text.isEmpty() ? current : static_cast<int>(v);
     timer_.setInterval(interval); // a running timer goes on at the new interval
     panel_.setText(FrontPanel::panel(8), intervalPanelText(interval));
+}
+
+namespace {
+const QString kCommandFilter = QStringLiteral("Serial Commands (*.scm)|*.scm|All Files (*.*)|*.*");
+const QString kDriveProblem = QStringLiteral("Drive Problem ! No Write in Drive.");
+QString fileErrorText(int error) {
+    return QStringLiteral("Eror in File funktions ! Error Code:") + numberText(error);
+}
+QString quotedName(const QString& title) {
+    return QLatin1Char('\'') + title + QLatin1Char('\'');
+}
+} // namespace
+
+CommandFile Tester::commandFile(const QString& title) const {
+    CommandFile f;
+    f.port = static_cast<std::uint8_t>(state_.portNumber);
+    f.interval = timer_.interval();
+    f.resetValue = static_cast<std::uint8_t>(state_.resetTension);
+    f.title = title;
+    f.startBit = panel_.isChecked(Ctl::Mset_start);
+    f.microwire = panel_.isChecked(Ctl::Mset_micro);
+    f.startBitAgain = f.startBit;
+    f.noffSelected = panel_.isChecked(Ctl::Noff);
+    for (int i = 0; i < 8; ++i)
+        f.cells[static_cast<std::size_t>(i)] = panel_.text(FrontPanel::cell(1 + i / 4, 1 + i % 4));
+    f.analysis = panel_.isChecked(Ctl::Anal_be);
+    f.note = state_.noteText;
+    return f;
+}
+
+void Tester::Mfile_save_Click() {
+    if (state_.powerOn)
+        TogglePower();
+    QString name = QStringLiteral("No Title.scm");
+    for (;;) {
+        const auto path = dialogs_.saveFile(kCommandFilter, name);
+        if (!path)
+            return; // Cancel ends silently
+        name = *path;
+        const QString title = QFileInfo(*path).fileName();
+        if (existsWithExactName(*path) &&
+            dialogs_.message(quotedName(title) + QStringLiteral(" is exist ! Overwrite ?"),
+                             Dialogs::Buttons::YesNo,
+                             Dialogs::Icon::Question) == Dialogs::Answer::No)
+            return;
+        const CommandFile file = commandFile(title);
+        if (const QString problem = file.saveProblem(); !problem.isEmpty()) {
+            // A text the format cannot hold: nothing is written and nothing changes.
+            dialogs_.message(problem);
+            return;
+        }
+        state_.currentFileTitle = title;
+        UpdateTitle();
+        const int error = file.save(*path);
+        if (error == 0)
+            return;
+        if (error != RunTimeError::PathFileAccess) {
+            dialogs_.message(QStringLiteral("hiba=") + numberText(error));
+            return;
+        }
+        dialogs_.message(kDriveProblem); // and the dialog again
+    }
+}
+
+void Tester::Mfile_open_Click() {
+    if (state_.powerOn)
+        TogglePower();
+    for (;;) {
+        const auto path = dialogs_.openFile(kCommandFilter, QString());
+        if (!path)
+            return;
+        const QString title = QFileInfo(*path).fileName();
+        if (!existsWithExactName(*path)) {
+            dialogs_.message(quotedName(title) + QStringLiteral(" is NOT exist !"),
+                             Dialogs::Buttons::Ok, Dialogs::Icon::Critical);
+            return;
+        }
+        state_.currentFileTitle = title;
+        CommandFileReader file;
+        int error = file.open(*path);
+        if (error == 0)
+            error = applyCommandFile(file);
+        if (error == 0 || error == kHeaderRefused)
+            return;
+        // Every other failure shows its message, then the dialog again.
+        dialogs_.message(error == RunTimeError::PathFileAccess ? kDriveProblem
+                                                               : fileErrorText(error));
+    }
+}
+
+void Tester::loadAtStartUp(const QString& path) {
+    CommandFileReader file;
+    int error = file.open(path);
+    if (error == 0)
+        error = applyCommandFile(file);
+    if (error == 0 || error == kHeaderRefused || error == RunTimeError::Cancel)
+        return;
+    if (error == RunTimeError::FileNotFound)
+        dialogs_.message(QStringLiteral("File Not Found !"));
+    else if (error == RunTimeError::PathFileAccess)
+        dialogs_.message(QStringLiteral("Drive Problem !"));
+    else
+        dialogs_.message(fileErrorText(error) + QLatin1Char(' ') + path);
+}
+
+int Tester::applyCommandFile(CommandFileReader& file) {
+    QString text;
+    int number = 0;
+    bool flag = false;
+    if (int e = file.text(text))
+        return e;
+    if (text != CommandFile::kHeader) {
+        file.close();
+        dialogs_.message(QStringLiteral("Not compatible file format version !"),
+                         Dialogs::Buttons::Ok, Dialogs::Icon::Critical);
+        return kHeaderRefused;
+    }
+    if (int e = file.byteValue(number))
+        return e;
+    state_.portNumber = number;
+    if (int e = file.wholeNumber(number))
+        return e;
+    if (number < 0 || number > CommandFile::kMaxInterval)
+        return RunTimeError::InvalidPropertyValue; // an interval the timer refuses
+    timer_.setInterval(number);
+    panel_.setText(FrontPanel::panel(8), intervalPanelText(number));
+    setPortPanel();
+    lines_.port().selectPort(state_.portNumber);
+    if (int e = file.byteValue(number))
+        return e;
+    state_.resetTension = number;
+    panel_.setText(FrontPanel::panel(11), resetTimeText(number));
+    if (int e = file.text(text))
+        return e;
+    state_.currentFileTitle = text;
+
+    if (int e = file.flag(flag))
+        return e;
+    panel_.setChecked(Ctl::Mset_start, flag);
+    showStartBit(flag);
+    if (int e = file.flag(flag))
+        return e;
+    if (flag) {
+        panel_.setChecked(Ctl::Mset_micro, false);
+        Mset_micro_Click(); // the whole Microwire presentation, start bit from the check mark
+    } else {
+        panel_.setChecked(Ctl::Mset_micro, false);
+        showI2cColumn();
+        panel_.setText(FrontPanel::panel(10), QStringLiteral("S:OFF"));
+    }
+    if (int e = file.flag(flag))
+        return e;
+    panel_.setChecked(Ctl::Mset_start, flag);
+    if (panel_.isChecked(Ctl::Mset_micro)) {
+        showStartBit(flag);
+    } else {
+        for (Ctl label : kStartLabels)
+            panel_.setToolTip(label, QString());
+    }
+    if (int e = file.flag(flag))
+        return e;
+    if (flag) {
+        selectOption(Ctl::Noff);
+    } else {
+        for (Ctl option : {Ctl::Noff, Ctl::Ns1, Ctl::Ns2, Ctl::Ns12})
+            panel_.setChecked(option, false);
+    }
+    timer_.stop();
+
+    for (int s = 1; s <= 2; ++s) {
+        for (int k = 1; k <= 4; ++k) {
+            if (int e = file.text(text))
+                return e;
+            panel_.setText(FrontPanel::cell(s, k), text);
+        }
+    }
+    if (int e = file.flag(flag))
+        return e;
+    panel_.setChecked(Ctl::Anal_be, flag);
+    lines_.setAnalysisOn(flag);
+    trace_.clear();
+    if (int e = file.text(text))
+        return e;
+    state_.noteText = text;
+    panel_.setText(Ctl::Megjegyzes, QStringLiteral("Note: ") + state_.noteText);
+    file.close();
+    UpdateTitle();
+    return 0;
+}
+
+void Tester::Mset_asoc_Click() {
+    FileAssociation::associateScmFiles();
+    dialogs_.message(FileAssociation::kDoneMessage);
 }

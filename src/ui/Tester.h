@@ -4,6 +4,7 @@
 #include "bus/MicrowireBus.h"
 #include "bus/PortLines.h"
 #include "bus/Trace.h"
+#include "files/CommandFile.h"
 #include "sequence/SequenceRunner.h"
 #include "sequence/TesterState.h"
 #include "ui/Dialogs.h"
@@ -14,6 +15,7 @@
 #include <QStringList>
 #include <QTimer>
 
+class CommandFileReader;
 class QSettings;
 
 // The program-wide state and the user actions of the tool. The window (or the command-line
@@ -118,6 +120,16 @@ public:
     void ExportObservation();
     // "Explanation" in the Analyse menu and in the pop-up.
     void ShowExplanation() { dialogs_.showExplanation(); }
+    // "Save Commands" and "Open Commands": the whole set-up as a command file.
+    void Mfile_save_Click();
+    void Mfile_open_Click();
+    // The command file named on the command line, read once at the end of the start-up.
+    void loadAtStartUp(const QString& path);
+    // "Associate .scm File": the desktop opens command files with this program.
+    void Mset_asoc_Click();
+    // What a save would write now, with this file title.
+    CommandFile commandFile(const QString& title) const;
+
     // "About Tamsolvix".
     void Mfile_about_Click();
     static QString aboutText();
@@ -134,6 +146,10 @@ private:
     class BusyGuard;
     void goRun(int sequence);
     void runSequence(int sequence, bool microwire);
+    // Reads and applies a command file line by line; 0, a run-time error number, or
+    // kHeaderRefused when the first line is not the header (the message has been shown).
+    int applyCommandFile(CommandFileReader& file);
+    static constexpr int kHeaderRefused = -1;
     void showI2cColumn();
     void showStartBit(bool on);
     void showPower();
