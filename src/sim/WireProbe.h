@@ -29,11 +29,18 @@ public:
     };
     static constexpr int kWires = 6;
 
+    struct Change {
+        std::uint64_t atNs;
+        Wire wire;
+        bool level;
+    };
+
     // Keeps the level if it differs from the last one kept for that wire. Times may arrive
     // slightly out of order (a chip's delayed output); the dump sorts them.
     void record(Wire wire, bool level, std::uint64_t atNs);
     void clear();
-    std::size_t changeCount() const { return changes_.size(); }
+    // In the order they were recorded.
+    const std::vector<Change>& changes() const { return changes_; }
     // The last level kept for a wire (false before any).
     bool level(Wire wire) const { return last_[static_cast<std::size_t>(wire)] == 1; }
 
@@ -42,11 +49,6 @@ public:
     static const char* wireName(Wire wire);
 
 private:
-    struct Change {
-        std::uint64_t atNs;
-        Wire wire;
-        bool level;
-    };
     std::vector<Change> changes_;
     std::array<int, kWires> last_{-1, -1, -1, -1, -1, -1};
 };
