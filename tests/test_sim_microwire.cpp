@@ -4,6 +4,10 @@
 #include "bus/PortLines.h"
 #include "sim/Eeprom93c46.h"
 #include "sim/SimulatedBoard.h"
+#include "sim/WireProbe.h"
+#include "support/SigrokCli.h"
+
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -258,4 +262,36 @@ TEST_F(MicrowireBoard, ACharacterSentWhileSelectedDeselectsFirstAndTheFirstRunSe
     // READ, now sent with the clock already high, works.
     ASSERT_TRUE(board->wires().cs);
     EXPECT_EQ(readAt(0x05), 0x00);
+}
+
+TEST_F(MicrowireBoard, SigrokDecodesAReadAndAWriteOfThe93c46) {
+    if (SigrokCli::program().isEmpty())
+        GTEST_SKIP() << "sigrok-cli is not on PATH (Debian package sigrok-cli): the independent "
+                        "decode of the probe's recording cannot be checked";
+    end();
+    chip().set(0x15, 0xA7);
+    run(9, kEwen, 9);
+    WireProbe probe;
+    board->setProbe(&probe);
+    EXPECT_EQ(readAt(0x15), 0xA7);
+    command(9, write(0x16, 0x5C), 17);
+    EXPECT_EQ(readByte(), 0x00); // busy; these clocks also complete the last data bit for sigrok
+    end();
+    waitDeselected();
+    board->setProbe(nullptr);
+    EXPECT_EQ(chip().at(0x16), 0x5C);
+
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("microwire.vcd"));
+    QString error;
+    ASSERT_TRUE(probe.writeVcd(path, &error)) << error.toStdString();
+    // sigrok samples SI on the rising clock and SO on the falling one, as the chip drives it.
+    const QStringList decoded = SigrokCli::decode(
+        path,
+        QStringLiteral("microwire:cs=cs:sk=rts:si=dtr:so=data,eeprom93xx:addresssize=7:wordsize=8"),
+        QStringLiteral("eeprom93xx=data"), &error);
+    ASSERT_TRUE(error.isEmpty()) << error.toStdString();
+    const QStringList expected = {"Read word",  "Address: 0x0015", "Data: 0x00a7",
+                                  "Write word", "Address: 0x0016", "Data: 0x005c"};
+    EXPECT_EQ(decoded, expected);
 }

@@ -277,7 +277,7 @@ void SimulatedBoard::sendByte(std::uint8_t byte) {
 
     // The frame on TXD: start bit, bits 0 to 7, stop bit.
     const std::uint64_t start = std::max(t, txdFreeAtNs_);
-    bool level = wires_.txd;
+    bool level = true; // idle, or the stop bit of the frame before
     for (int k = 0; k < 10; ++k) {
         const bool bit = k == 0 ? false : k == 9 ? true : ((byte >> (k - 1)) & 1u) != 0;
         if (bit != level)
