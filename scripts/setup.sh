@@ -10,6 +10,8 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   # the window without a desktop (tests, screenshots), its font, image checks
   xvfb xauth fonts-liberation2 imagemagick
+  # independent decoding of the simulated board's wire recordings (the tests skip without it)
+  sigrok-cli
 )
 
 missing=()
