@@ -26,7 +26,7 @@ struct MicrowireBoard : ::testing::Test {
     Eeprom93c46& chip() { return *board->eeprom93c46(); }
 
     static std::uint8_t resetCharacter(int n) {
-        return n >= 1 && n <= 9 ? static_cast<std::uint8_t>(0xFF00u >> (n - 1)) : 0;
+        return static_cast<std::uint8_t>(n >= 1 && n <= 9 ? 0xFF00u >> (n - 1) : 0u);
     }
     void resetPulse(int n) {
         board->sendByte(resetCharacter(n));
