@@ -6,6 +6,7 @@
 #include "bus/PortLines.h"
 #include "bus/Trace.h"
 #include "sim/SimulatedBoard.h"
+#include "sim/WireProbe.h"
 
 #include <QGuiApplication>
 
@@ -30,6 +31,52 @@ void BM_BarePortCalls(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * 4);
 }
 BENCHMARK(BM_BarePortCalls);
+
+// The same four calls on the test board with its four chips attached (they watch every edge),
+// without (arg 0) and with (arg 1) a wire probe clipped on.
+void BM_PortCallsWithChips(benchmark::State& state) {
+    auto board = SimulatedBoard::fromVariant(QString());
+    PortBackend& port = *board;
+    WireProbe probe;
+    if (state.range(0) != 0)
+        board->setProbe(&probe);
+    QString why;
+    port.open(&why);
+    std::size_t n = 0;
+    for (auto _ : state) {
+        port.setRts(false);
+        port.setDtr(true);
+        port.setRts(true);
+        port.setRts(false);
+        if (++n == 100'000) { // keep the probe's memory bounded
+            state.PauseTiming();
+            probe.clear();
+            n = 0;
+            state.ResumeTiming();
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * 4);
+    state.SetLabel(state.range(0) ? "probe on" : "no probe");
+}
+BENCHMARK(BM_PortCallsWithChips)->Arg(0)->Arg(1);
+
+// The device scan on the test board: 256 x (start, address byte, acknowledge, stop).
+void BM_ScanWithChips(benchmark::State& state) {
+    auto board = SimulatedBoard::fromVariant(QString());
+    PortLines lines(*board);
+    Trace trace(kPicture);
+    I2cBus i2c(lines, trace);
+    lines.openPortI2c();
+    const std::uint64_t before = board->portCalls();
+    for (auto _ : state)
+        for (int a = 0; a < 256; ++a) {
+            i2c.start();
+            benchmark::DoNotOptimize(i2c.writeByte(a));
+            i2c.stop();
+        }
+    state.SetItemsProcessed(static_cast<std::int64_t>(board->portCalls() - before));
+}
+BENCHMARK(BM_ScanWithChips);
 
 // The same four changes through the line driver, analysis off.
 void BM_LineOperations(benchmark::State& state) {

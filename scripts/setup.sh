@@ -14,6 +14,8 @@ packages=(
   xdg-utils shared-mime-info desktop-file-utils
   # the fuzz targets (scripts/fuzz.sh): clang with libFuzzer
   clang libclang-rt-14-dev
+  # independent decoding of the simulated board's wire recordings (the tests skip without it)
+  sigrok-cli
 )
 
 missing=()

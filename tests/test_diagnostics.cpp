@@ -16,9 +16,16 @@ struct BoardFixture : ::testing::Test {
     ScriptedDialogs dialogs;
     std::unique_ptr<Tester> tester;
 
+    // The test board with its chips, or a fault variant of it.
     void start(const QString& variant = {}) {
         board = SimulatedBoard::fromVariant(variant);
         ASSERT_TRUE(board);
+        tester = std::make_unique<Tester>(panel, *board, dialogs);
+        tester->startUp({});
+    }
+    // The adapter with nothing on the bus.
+    void startBare() {
+        board = std::make_unique<SimulatedBoard>();
         tester = std::make_unique<Tester>(panel, *board, dialogs);
         tester->startUp({});
     }
@@ -31,17 +38,17 @@ struct BoardFixture : ::testing::Test {
 } // namespace
 
 TEST_F(BoardFixture, MicrowireBitsAndBytesGoOutMostSignificantFirstAndEndHigh) {
-    start();
-    WireLog log;
-    board->attach(&log);
+    startBare();
+    WireLog& log = board->attach(std::make_unique<WireLog>());
     tester->TogglePower();
     MicrowireBus& bus = tester->microwire();
 
     log.levels.clear();
+    const auto calls = board->portCalls();
     bus.writeByte(0xA5);
     EXPECT_EQ(log.bitsOnRisingClock(), (std::vector<int>{1, 0, 1, 0, 0, 1, 0, 1}));
     // Per bit: clock low, data, clock high, and after a 0 a further data high: 3 or 4 calls.
-    EXPECT_EQ(log.levels.size(), 8u * 3 + 4);
+    EXPECT_EQ(board->portCalls() - calls, 8u * 3 + 4);
     EXPECT_EQ(log.levels.back(), std::make_pair(true, true));
 
     log.levels.clear();
@@ -89,7 +96,7 @@ TEST_F(BoardFixture, ResetPulseOnAClosedPortSendsNothingAndGoesOn) {
 }
 
 TEST_F(BoardFixture, DeviceDetectReportsWhatAnsweredAndLeavesThePowerOff) {
-    start(); // no chip on the bus: the data line stays high
+    startBare(); // no chip on the bus: the data line stays high
     tester->DeviceDetect();
     EXPECT_EQ(panel.text(Ctl::Dump1), QStringLiteral("Acknowledge Not Found !\r\n"));
     EXPECT_EQ(panel.text(Ctl::Hex1), QString());
@@ -104,10 +111,15 @@ TEST_F(BoardFixture, DeviceDetectReportsWhatAnsweredAndLeavesThePowerOff) {
     EXPECT_EQ(panel.text(Ctl::Hex1), QString());
     EXPECT_EQ(panelText(4), QStringLiteral("A"));
 
-    start();
-    AckDevice zero(0x00), eeprom(0xA0);
-    board->attach(&zero);
-    board->attach(&eeprom);
+    start(); // the test board's chips
+    tester->DeviceDetect();
+    EXPECT_EQ(panel.text(Ctl::Dump1),
+              QStringLiteral("Acknowledge Found !\r\nAddres:   64  65  144  145  160  161\r\n"));
+    EXPECT_EQ(panel.text(Ctl::Hex1), QStringLiteral("40 41 90 91 A0 A1 "));
+
+    startBare();
+    board->attach(std::make_unique<AckDevice>(0x00));
+    board->attach(std::make_unique<AckDevice>(0xA0));
     tester->selectOption(Ctl::Ns1);
     tester->TogglePower(); // already powered: off at the end all the same
     tester->DeviceDetect();

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -20,7 +21,8 @@ struct Recorded : LevelRecorder {
     void recordLevel(Line line, bool high) override { levels.emplace_back(line, high); }
 };
 
-// A chip that holds the data line low whenever it is told to.
+// A chip that holds the data line low whenever it is told to (the board sees the change with
+// the next edge on the wires).
 struct Puller : SimDevice {
     bool pulling = false;
     void wiresChanged(const BoardWires&, std::uint64_t) override {}
@@ -110,15 +112,16 @@ TEST_F(LinesFixture, EachLineOperationIsOnePortCallAndIsRecordedOnlyWhileAnalysi
 }
 
 TEST_F(LinesFixture, TheDataLineIsOpenDrainAndAClosedPortReadsReleased) {
-    Puller chip;
-    board.attach(&chip);
+    Puller& chip = board.attach(std::make_unique<Puller>());
     ASSERT_TRUE(lines.openPortI2c());
     EXPECT_TRUE(lines.readData());
     chip.pulling = true;
+    lines.dataLow();
     lines.dataHigh(); // releasing the line does not lift what a device holds low
     EXPECT_FALSE(lines.readData());
     EXPECT_FALSE(board.wires().data);
     chip.pulling = false;
+    lines.dataLow();
     lines.dataHigh();
     EXPECT_TRUE(lines.readData());
 

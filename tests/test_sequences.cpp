@@ -22,13 +22,11 @@ struct RunFixture : ::testing::Test {
     SimulatedBoard board;
     ScriptedDialogs dialogs;
     Tester tester{panel, board, dialogs};
-    AckDevice chip{0xA0, 0x5A};
-    WireLog log;
+    AckDevice& chip = board.attach(std::make_unique<AckDevice>(0xA0, 0x5A));
+    WireLog& log = board.attach(std::make_unique<WireLog>());
 
     void SetUp() override {
         tester.startUp({});
-        board.attach(&chip);
-        board.attach(&log);
     }
     void TearDown() override {
         EXPECT_TRUE(dialogs.scriptUsedUp()) << "a scripted answer was never asked for";
@@ -89,7 +87,7 @@ TEST_F(RunFixture, TheStopRuleGreysTheCellsBehindAStopInBothRows) {
 
 TEST_F(RunFixture, AnI2cRunWritesReadsAndShowsItsResults) {
     tester.RunSequence(1); // power off: nothing at all
-    EXPECT_TRUE(log.levels.empty());
+    EXPECT_EQ(board.portCalls(), 0u);
     EXPECT_EQ(panelText(2), QStringLiteral("Sequence 1: Stop"));
 
     cells(1, {QStringLiteral("&hA0"), QStringLiteral("&h10"), QStringLiteral("Constans"),
@@ -138,10 +136,10 @@ TEST_F(RunFixture, AnI2cRunWritesReadsAndShowsItsResults) {
 TEST_F(RunFixture, AStopFirstRunIsStartThenStopAndEmptiesTheMarks) {
     tester.TogglePower();
     panel.setText(FrontPanel::panel(5), QStringLiteral("A"));
-    log.levels.clear();
+    const auto calls = board.portCalls();
     tester.RunSequence(1);
     // start D1 C1 D0, stop D0 C1 D1
-    EXPECT_EQ(log.levels.size(), 6u);
+    EXPECT_EQ(board.portCalls() - calls, 6u);
     EXPECT_EQ(panelText(5), QString());
     EXPECT_EQ(panelText(2), QStringLiteral("Sequence 1: Stop"));
 }

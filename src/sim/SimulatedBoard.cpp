@@ -1,8 +1,22 @@
 #include "sim/SimulatedBoard.h"
 
+#include "sim/Eeprom24c02.h"
+#include "sim/Eeprom93c46.h"
+#include "sim/Pcf8574.h"
+#include "sim/Pcf8591.h"
+
 #include <QStringList>
 
 #include <algorithm>
+
+namespace {
+
+constexpr int kMaxSettleRounds = 4;
+constexpr std::uint64_t kChipSelectGapNs = 1'000;
+
+using Wire = WireProbe::Wire;
+
+} // namespace
 
 SimulatedBoard::SimulatedBoard() {
     ports_ = {{1, PortState::Free}, {2, PortState::Free}, {3, PortState::Busy}};
@@ -17,8 +31,6 @@ QStringList SimulatedBoard::variantNames() {
 
 std::unique_ptr<SimulatedBoard> SimulatedBoard::fromVariant(const QString& variant) {
     auto board = std::make_unique<SimulatedBoard>();
-    if (variant.isEmpty())
-        return board;
     if (variant == u"cts-high") // no device can pull the data line down
         board->setDataIn(DataIn::StuckHigh);
     else if (variant == u"cts-low") // data in shorted to ground
@@ -31,13 +43,46 @@ std::unique_ptr<SimulatedBoard> SimulatedBoard::fromVariant(const QString& varia
         board->setDsrStrap(DsrStrap::MissingFirstRise);
     else if (variant == u"unplug") // the USB adapter is pulled out 2000 calls after opening
         board->unplugAfter(2000);
-    else
+    else if (!variant.isEmpty())
         return nullptr;
+    board->addTestBoardChips();
     return board;
 }
 
-void SimulatedBoard::attach(SimDevice* device) {
-    devices_.push_back(device);
+void SimulatedBoard::attachDevice(std::unique_ptr<SimDevice> device) {
+    devices_.push_back(std::move(device));
+    settle(nowNs_, true);
+}
+
+void SimulatedBoard::addTestBoardChips() {
+    eeprom24c02_ = &attach(std::make_unique<Eeprom24c02>());
+    pcf8574_ = &attach(std::make_unique<Pcf8574>());
+    pcf8591_ = &attach(std::make_unique<Pcf8591>());
+    eeprom93c46_ = &attach(std::make_unique<Eeprom93c46>());
+
+    Pcf8591* adc = pcf8591_;
+    const Pcf8574* port = pcf8574_;
+    adc->setInput(0, [](std::uint64_t) { return std::uint8_t{128}; });
+    adc->setInput(1, [adc](std::uint64_t) {
+        return adc->analogOutputEnabled() ? adc->dac() : std::uint8_t{0};
+    });
+    adc->setInput(2, [port](std::uint64_t) { return port->pins(); });
+    adc->setInput(3, [](std::uint64_t nowNs) {
+        const auto step = static_cast<unsigned>((nowNs / kTriangleStepNs) % 510);
+        return static_cast<std::uint8_t>(step < 255 ? step : 510 - step);
+    });
+}
+
+void SimulatedBoard::setProbe(WireProbe* probe) {
+    probe_ = probe;
+    if (!probe_)
+        return;
+    probe_->record(Wire::DataOut, wires_.dtr, nowNs_);
+    probe_->record(Wire::Clock, wires_.rts, nowNs_);
+    probe_->record(Wire::Data, wires_.data, nowNs_);
+    probe_->record(Wire::Dsr, dsrLevel(), nowNs_);
+    probe_->record(Wire::Txd, wires_.txd, nowNs_);
+    probe_->record(Wire::ChipSelect, wires_.cs, nowNs_);
 }
 
 bool SimulatedBoard::open(QString* whyNot) {
@@ -72,6 +117,8 @@ void SimulatedBoard::close() {
 bool SimulatedBoard::tick() {
     ++portCalls_;
     nowNs_ += callCostNs_;
+    if (nowNs_ >= nextEventNs_)
+        runEvents(nowNs_);
     if (open_ && unplugAfter_ > 0 && --unplugAfter_ == 0) {
         open_ = false;
         drive(false, false);
@@ -81,17 +128,78 @@ bool SimulatedBoard::tick() {
 }
 
 void SimulatedBoard::drive(bool dtr, bool rts) {
+    if (dtr == wires_.dtr && rts == wires_.rts)
+        return; // no edge: the chips see nothing
+    const bool rtsMoved = rts != wires_.rts;
     wires_.dtr = dtr;
     wires_.rts = rts;
-    // Let the devices see the new clock and data out, then settle what they pull.
-    bool pulled = std::any_of(devices_.begin(), devices_.end(),
-                              [](const SimDevice* d) { return d->pullsDataLow(); });
-    wires_.data = dtr && !pulled;
-    for (SimDevice* d : devices_)
-        d->wiresChanged(wires_, nowNs_);
-    pulled = std::any_of(devices_.begin(), devices_.end(),
-                         [](const SimDevice* d) { return d->pullsDataLow(); });
-    wires_.data = dtr && !pulled;
+    const bool data = dtr && !pulled_;
+    if (probe_) {
+        probe_->record(Wire::DataOut, dtr, nowNs_);
+        probe_->record(Wire::Clock, rts, nowNs_);
+        probe_->record(Wire::Data, data, nowNs_);
+        if (rtsMoved)
+            probeDsr();
+    }
+    wires_.data = data;
+    settle(nowNs_, true);
+}
+
+void SimulatedBoard::settle(std::uint64_t atNs, bool notify) {
+    for (int round = 0; round < kMaxSettleRounds; ++round) {
+        if (notify || round > 0)
+            for (const auto& d : devices_)
+                d->wiresChanged(wires_, atNs);
+        bool pulled = false;
+        std::uint64_t wake = SimDevice::kNever;
+        for (const auto& d : devices_) {
+            pulled = pulled || d->pullsDataLow();
+            wake = std::min(wake, d->nextEventNs());
+        }
+        pulled_ = pulled;
+        deviceWakeNs_ = wake;
+        const bool data = wires_.dtr && !pulled;
+        if (data == wires_.data)
+            break;
+        // A chip moved the line: every chip sees that too.
+        wires_.data = data;
+        if (probe_)
+            probe_->record(Wire::Data, data, atNs + kOutputDelayNs);
+    }
+    updateNextEvent();
+}
+
+void SimulatedBoard::updateNextEvent() {
+    std::uint64_t next = deviceWakeNs_;
+    if (!txdEdges_.empty())
+        next = std::min(next, txdEdges_.front().atNs);
+    if (!csEdges_.empty())
+        next = std::min(next, csEdges_.front().atNs);
+    nextEventNs_ = next;
+}
+
+void SimulatedBoard::runEvents(std::uint64_t untilNs) {
+    while (nextEventNs_ <= untilNs) {
+        const std::uint64_t t = nextEventNs_;
+        bool moved = false;
+        for (; !txdEdges_.empty() && txdEdges_.front().atNs == t; txdEdges_.pop_front()) {
+            moved = moved || wires_.txd != txdEdges_.front().level;
+            wires_.txd = txdEdges_.front().level;
+            if (probe_)
+                probe_->record(Wire::Txd, wires_.txd, t);
+        }
+        for (; !csEdges_.empty() && csEdges_.front().atNs == t; csEdges_.pop_front()) {
+            moved = moved || wires_.cs != csEdges_.front().level;
+            wires_.cs = csEdges_.front().level;
+            if (probe_)
+                probe_->record(Wire::ChipSelect, wires_.cs, t);
+        }
+        if (deviceWakeNs_ <= t)
+            for (const auto& d : devices_)
+                if (d->nextEventNs() <= t)
+                    d->timeReached(t);
+        settle(t, moved);
+    }
 }
 
 void SimulatedBoard::setDtr(bool on) {
@@ -100,9 +208,8 @@ void SimulatedBoard::setDtr(bool on) {
 }
 
 void SimulatedBoard::setRts(bool on) {
-    if (tick()) {
+    if (tick())
         drive(wires_.dtr, on);
-    }
 }
 
 bool SimulatedBoard::cts() {
@@ -119,30 +226,79 @@ bool SimulatedBoard::cts() {
     return wires_.data;
 }
 
-bool SimulatedBoard::dsr() {
-    if (!tick())
-        return false;
+bool SimulatedBoard::dsrLevel() const {
     switch (dsr_) {
     case DsrStrap::StuckLow:
         return false;
     case DsrStrap::StuckHigh:
         return true;
     case DsrStrap::MissingFirstRise:
-        // The strap's return settles late after the port opens: the first two readings
-        // (the line test's unused one and its first period) miss RTS being high.
-        if (dsrReadsSinceOpen_++ < 2)
-            return false;
-        break;
+        // The strap's return settles late after the port opens: the first two readings (the
+        // line test's unused one and its first period) miss RTS being high.
+        return wires_.rts && dsrReadsSinceOpen_ >= 2;
     case DsrStrap::Strapped:
         break;
     }
     return wires_.rts;
 }
 
+void SimulatedBoard::probeDsr() {
+    probe_->record(Wire::Dsr, dsrLevel(), nowNs_);
+}
+
+bool SimulatedBoard::dsr() {
+    if (!tick())
+        return false;
+    const bool level = dsrLevel();
+    if (dsrReadsSinceOpen_ < 2) {
+        ++dsrReadsSinceOpen_;
+        if (probe_)
+            probeDsr(); // a late strap may have settled now
+    }
+    return level;
+}
+
+int SimulatedBoard::resetPulseBits(std::uint8_t character) {
+    int n = 1;
+    for (unsigned mask = 0x80; mask != 0 && (character & mask) != 0; mask >>= 1)
+        ++n;
+    return n;
+}
+
+std::uint64_t SimulatedBoard::bitTimesNs(int k) {
+    return (static_cast<std::uint64_t>(k) * 1'000'000'000u + 1'200u) / 2'400u;
+}
+
 void SimulatedBoard::sendByte(std::uint8_t byte) {
     if (!tick())
         return;
+    const std::uint64_t t = nowNs_;
     sent_.push_back(byte);
-    for (SimDevice* d : devices_)
-        d->characterSent(byte, nowNs_);
+
+    // The frame on TXD: start bit, bits 0 to 7, stop bit.
+    const std::uint64_t start = std::max(t, txdFreeAtNs_);
+    bool level = true; // idle, or the stop bit of the frame before
+    for (int k = 0; k < 10; ++k) {
+        const bool bit = k == 0 ? false : k == 9 ? true : ((byte >> (k - 1)) & 1u) != 0;
+        if (bit != level)
+            txdEdges_.push_back({start + bitTimesNs(k), bit});
+        level = bit;
+    }
+    txdFreeAtNs_ = start + bitTimesNs(10);
+
+    // The reset circuit: CS high for n bit times from now.
+    const std::uint64_t pulse = bitTimesNs(resetPulseBits(byte));
+    csEdges_.clear();
+    if (wires_.cs) {
+        csEdges_.push_back({t, false});
+        csEdges_.push_back({t + kChipSelectGapNs, true});
+        csEdges_.push_back({t + kChipSelectGapNs + pulse, false});
+    } else {
+        csEdges_.push_back({t, true});
+        csEdges_.push_back({t + pulse, false});
+    }
+    for (const auto& d : devices_)
+        d->characterSent(byte, t);
+    updateNextEvent();
+    runEvents(t);
 }

@@ -1,34 +1,21 @@
 #pragma once
 
 #include "bus/PortBackend.h"
+#include "sim/SimDevice.h"
+#include "sim/WireProbe.h"
 
 #include <QString>
 
-#include <memory>
-
 #include <cstdint>
+#include <deque>
 #include <map>
+#include <memory>
 #include <vector>
 
-// The levels on the adapter's wires. The data line is open-drain: it is high only while DTR
-// releases it and no device pulls it down. CTS reads the data line; DSR is strapped to RTS.
-struct BoardWires {
-    bool dtr = false;  // data out
-    bool rts = false;  // clock
-    bool data = false; // the data line every device sees (and CTS)
-};
-
-// A chip on the simulated test board. It sees only the wires, the way real silicon does,
-// and answers only by pulling the data line low.
-class SimDevice {
-public:
-    virtual ~SimDevice() = default;
-    // Called after every change of the wires, with the virtual time in nanoseconds.
-    virtual void wiresChanged(const BoardWires& wires, std::uint64_t nowNs) = 0;
-    // Called for every character sent on TXD.
-    virtual void characterSent(std::uint8_t /*byte*/, std::uint64_t /*nowNs*/) {}
-    virtual bool pullsDataLow() const = 0;
-};
+class Eeprom24c02;
+class Eeprom93c46;
+class Pcf8574;
+class Pcf8591;
 
 // A PonyProg-style serial adapter with a test board behind it, driven only through the wires.
 // A virtual clock advances by a fixed cost per port call, so anything timed on the board
@@ -36,6 +23,22 @@ public:
 //
 // Ports: 1 and 2 reach the board, 3 is in use by another program, 4 and every other number do
 // not exist. Variants (for --board sim:VARIANT) make the adapter faulty; see variantNames().
+//
+// A board made with the constructor is empty; fromVariant() (every variant, the healthy one
+// too) puts the test board's chips on it with addTestBoardChips():
+//   24C02 EEPROM (0xA0/0xA1), PCF8574 I/O expander (0x40/0x41), PCF8591 A/D-D/A converter
+//   (0x90/0x91), 93C46 Microwire EEPROM (x8) on the chip select.
+// The PCF8591's inputs: AIN0 a divider at half the supply (code 128), AIN1 the PCF8591's own
+// analog output (0 while it is off), AIN2 the PCF8574's pins through an R-2R ladder (code =
+// the pin levels), AIN3 a triangle wave over the virtual clock (0 to 255 and back, one code
+// step per kTriangleStepNs).
+//
+// TXD carries each character as a 2400 baud frame (start bit low, eight data bits from bit 0,
+// stop bit high); a character handed over while a frame is still on the line waits for it.
+// The reset circuit raises CS the moment a character is handed over and holds it for n bit
+// times at 2400 baud, n = 1 + the number of leading one bits of the character (0xFF: 9,
+// 0xFE: 8, ..., 0x80: 2, 0x00: 1). A character handed over while CS is still high drops CS
+// for 1 us first, so the Microwire chip sees a new selection.
 class SimulatedBoard : public PortBackend {
 public:
     enum class PortState {
@@ -55,10 +58,15 @@ public:
         MissingFirstRise
     };
 
+    static constexpr std::uint64_t kTriangleStepNs = 100'000;
+    // A chip's output follows the clock edge that causes it after this long (seen by a probe).
+    static constexpr std::uint64_t kOutputDelayNs = 1'000;
+
     SimulatedBoard();
     ~SimulatedBoard() override;
 
-    // Builds a board by variant name ("" for the healthy board); nullptr for an unknown name.
+    // Builds a board by variant name ("" for the healthy board), with the test board's chips;
+    // nullptr for an unknown name.
     static std::unique_ptr<SimulatedBoard> fromVariant(const QString& variant);
     static QStringList variantNames();
 
@@ -68,8 +76,24 @@ public:
     // The device disappears after this many further port calls while open (0: never).
     void unplugAfter(int portCalls) { unplugAfter_ = portCalls; }
     void setCallCostNs(std::uint64_t ns) { callCostNs_ = ns; }
-    // The board does not own its devices.
-    void attach(SimDevice* device);
+
+    // Puts a chip on the board; the board owns it.
+    template <typename Device> Device& attach(std::unique_ptr<Device> device) {
+        Device& chip = *device;
+        attachDevice(std::move(device));
+        return chip;
+    }
+    // Puts the four chips of the test board on the board and wires the analog inputs.
+    void addTestBoardChips();
+    // The test board's chips (nullptr on a board without them).
+    Eeprom24c02* eeprom24c02() const { return eeprom24c02_; }
+    Pcf8574* pcf8574() const { return pcf8574_; }
+    Pcf8591* pcf8591() const { return pcf8591_; }
+    Eeprom93c46* eeprom93c46() const { return eeprom93c46_; }
+
+    // Clips a probe onto the wires (nullptr removes it); the board does not own it. The probe
+    // gets the present level of every wire at once, then every change.
+    void setProbe(WireProbe* probe);
 
     // PortBackend
     void selectPort(int number) override { selected_ = number; }
@@ -90,19 +114,48 @@ public:
     const std::vector<std::uint8_t>& sentCharacters() const { return sent_; }
     int opens() const { return opens_; }
 
+    // The reset circuit: how many bit times at 2400 baud CS stays high for a character.
+    static int resetPulseBits(std::uint8_t character);
+    // k bit times at 2400 baud, in nanoseconds (rounded).
+    static std::uint64_t bitTimesNs(int k);
+
 private:
+    struct Edge {
+        std::uint64_t atNs;
+        bool level;
+    };
+
+    void attachDevice(std::unique_ptr<SimDevice> device);
     bool tick(); // one port call: advances the clock; false once the device has vanished
     void drive(bool dtr, bool rts);
+    // Tells the chips about the wires (unless notify is false) and settles what they pull,
+    // telling them again when their own outputs moved the data line.
+    void settle(std::uint64_t atNs, bool notify);
+    void runEvents(std::uint64_t untilNs);
+    void updateNextEvent();
+    bool dsrLevel() const;
+    void probeDsr();
 
     std::map<int, PortState> ports_;
-    std::vector<SimDevice*> devices_;
+    std::vector<std::unique_ptr<SimDevice>> devices_;
+    Eeprom24c02* eeprom24c02_ = nullptr;
+    Pcf8574* pcf8574_ = nullptr;
+    Pcf8591* pcf8591_ = nullptr;
+    Eeprom93c46* eeprom93c46_ = nullptr;
+    WireProbe* probe_ = nullptr;
     std::vector<std::uint8_t> sent_;
+    std::deque<Edge> txdEdges_;
+    std::deque<Edge> csEdges_;
     BoardWires wires_;
+    bool pulled_ = false; // some chip pulls the data line low
     DataIn dataIn_ = DataIn::Wired;
     DsrStrap dsr_ = DsrStrap::Strapped;
     std::uint64_t nowNs_ = 0;
     std::uint64_t callCostNs_ = 10'000;
     std::uint64_t portCalls_ = 0;
+    std::uint64_t deviceWakeNs_ = SimDevice::kNever;
+    std::uint64_t nextEventNs_ = SimDevice::kNever;
+    std::uint64_t txdFreeAtNs_ = 0;
     int selected_ = 1;
     int unplugAfter_ = 0;
     int opens_ = 0;
