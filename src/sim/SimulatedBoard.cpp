@@ -114,9 +114,23 @@ void SimulatedBoard::close() {
     drive(false, false); // closing drops DTR and RTS
 }
 
+void SimulatedBoard::followWallClock(bool on) {
+    if (on) {
+        wallClock_.start();
+        lastWallNs_ = 0;
+    } else {
+        wallClock_.invalidate();
+    }
+}
+
 bool SimulatedBoard::tick() {
     ++portCalls_;
     nowNs_ += callCostNs_;
+    if (wallClock_.isValid()) {
+        const std::int64_t wall = wallClock_.nsecsElapsed();
+        nowNs_ += static_cast<std::uint64_t>(wall - lastWallNs_);
+        lastWallNs_ = wall;
+    }
     if (nowNs_ >= nextEventNs_)
         runEvents(nowNs_);
     if (open_ && unplugAfter_ > 0 && --unplugAfter_ == 0) {

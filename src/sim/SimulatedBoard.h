@@ -4,6 +4,7 @@
 #include "sim/SimDevice.h"
 #include "sim/WireProbe.h"
 
+#include <QElapsedTimer>
 #include <QString>
 
 #include <cstdint>
@@ -76,6 +77,10 @@ public:
     // The device disappears after this many further port calls while open (0: never).
     void unplugAfter(int portCalls) { unplugAfter_ = portCalls; }
     void setCallCostNs(std::uint64_t ns) { callCostNs_ = ns; }
+    // Lets the virtual clock also advance with the real time between port calls, so that a
+    // write cycle is over when the user starts the next run a moment later, as on real
+    // hardware. Off by default: the tests and benchmarks keep a clock that only port calls move.
+    void followWallClock(bool on);
 
     // Puts a chip on the board; the board owns it.
     template <typename Device> Device& attach(std::unique_ptr<Device> device) {
@@ -152,6 +157,8 @@ private:
     DsrStrap dsr_ = DsrStrap::Strapped;
     std::uint64_t nowNs_ = 0;
     std::uint64_t callCostNs_ = 10'000;
+    QElapsedTimer wallClock_; // valid while the clock follows the real time
+    std::int64_t lastWallNs_ = 0;
     std::uint64_t portCalls_ = 0;
     std::uint64_t deviceWakeNs_ = SimDevice::kNever;
     std::uint64_t nextEventNs_ = SimDevice::kNever;
