@@ -16,7 +16,7 @@ rm -f "$build"/*.deb
 
 deb=$(ls "$build"/*.deb)
 echo "package: $deb ($(du -h "$deb" | cut -f1))"
-dpkg-deb --info "$deb" | sed -n '/Package:/,$p'
+dpkg-deb --field "$deb" Package Version Depends
 dpkg-deb --contents "$deb"
 
 scratch=$(mktemp -d)
