@@ -12,6 +12,8 @@ packages=(
   xvfb xauth fonts-liberation2 imagemagick
   # the .scm file association on the desktop and its test
   xdg-utils shared-mime-info desktop-file-utils
+  # the Debian package (scripts/package.sh): dpkg-shlibdeps finds its Qt runtime packages
+  dpkg-dev
   # the fuzz targets (scripts/fuzz.sh): clang with libFuzzer
   clang libclang-rt-14-dev
   # independent decoding of the simulated board's wire recordings (the tests skip without it)

@@ -2,6 +2,8 @@
 
 #include <QCoreApplication>
 
+#include <utility>
+
 Dialogs::Answer ConsoleDialogs::message(const QString& text, Buttons buttons, Icon /*icon*/,
                                         const QString& detail) {
     messages_ << text;
@@ -13,6 +15,10 @@ Dialogs::Answer ConsoleDialogs::message(const QString& text, Buttons buttons, Ic
             std::fprintf(echo_, "  (%s)\n", qPrintable(detail));
     }
     return buttons == Buttons::YesNo ? Answer::No : Answer::Ok;
+}
+
+std::optional<QString> ConsoleDialogs::openFile(const QString&, const QString&) {
+    return std::exchange(openAnswer_, std::nullopt);
 }
 
 void ConsoleDialogs::yieldToUi() {

@@ -5,9 +5,12 @@
 #include <QStringList>
 
 #include <cstdio>
+#include <optional>
 
 // The dialogs of the command-line tool: nobody is asked anything. Messages are collected (and
 // printed to a stream when one is given), questions are cancelled, yes/no questions answered No.
+// The one exception: a path handed to answerNextOpen() answers the next open-file question, so
+// "Open Commands" can load a file named on the command line.
 class ConsoleDialogs : public Dialogs {
 public:
     explicit ConsoleDialogs(std::FILE* echo = nullptr) : echo_(echo) {}
@@ -16,9 +19,7 @@ public:
     std::optional<QString> input(const QString&, const QString&, const QString&) override {
         return std::nullopt;
     }
-    std::optional<QString> openFile(const QString&, const QString&) override {
-        return std::nullopt;
-    }
+    std::optional<QString> openFile(const QString&, const QString&) override;
     std::optional<QString> saveFile(const QString&, const QString&) override {
         return std::nullopt;
     }
@@ -27,8 +28,11 @@ public:
     void yieldToUi() override;
 
     const QStringList& messages() const { return messages_; }
+    // The next open-file question gets path as its answer; the ones after it are cancelled.
+    void answerNextOpen(const QString& path) { openAnswer_ = path; }
 
 private:
     std::FILE* echo_;
     QStringList messages_;
+    std::optional<QString> openAnswer_;
 };

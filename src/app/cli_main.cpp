@@ -1,5 +1,7 @@
 // brolmet-cli: Tamsolvix without a window, for scripts and machines without a display.
 #include "app/BackendOptions.h"
+#include "app/CliReport.h"
+#include "app/CliRun.h"
 #include "app/ConsoleDialogs.h"
 #include "sim/SimulatedBoard.h"
 #include "ui/FrontPanel.h"
@@ -7,6 +9,7 @@
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
+#include <QJsonDocument>
 #include <QSettings>
 
 #include <cstdio>
@@ -62,11 +65,16 @@ int detect(FrontPanel& panel, Tester& tester) {
 }
 
 // The line test: 0 when it passed.
-int probe(Tester& tester, ConsoleDialogs& dialogs) {
+bool probe(Tester& tester, ConsoleDialogs& dialogs) {
     tester.LineProbe();
     const bool passed =
         !dialogs.messages().isEmpty() && dialogs.messages().back() == u"Line Probe OK !";
-    return passed ? 0 : 1;
+    return passed;
+}
+
+int usageError(const QString& why) {
+    std::fprintf(stderr, "brolmet-cli: %s; see --help\n", qPrintable(why));
+    return 2;
 }
 
 } // namespace
@@ -84,39 +92,92 @@ int main(int argc, char** argv) {
         "Tamsolvix without a window.\n\nCommands:\n"
         "  demo     power the adapter, show the idle levels and the status panels, power off\n"
         "  detect   try the 256 I2C address bytes and list the acknowledged ones\n"
-        "  probe    the adapter's line test (exit status 1 when it fails)"));
+        "  probe    the adapter's line test (exit status 1 when it fails)\n"
+        "  run FILE.scm [FILE2.scm ...]\n"
+        "           load each command file as Open Commands does, switch the power on and run\n"
+        "           it; then show the status panels, read-outs, indicator and cells\n\n"
+        "Exit status: 0 when no message box was shown, 1 when one was (probe: when the line\n"
+        "test failed) or an output file could not be written, 2 for a usage error."));
     parser.addHelpOption();
     parser.addVersionOption();
     BackendOptions::addTo(parser);
+    parser.addOption({QStringLiteral("json"),
+                      QStringLiteral("Print one JSON object with the whole state on standard "
+                                     "output instead of text.")});
+    CliRun::addOptions(parser);
     parser.addPositionalArgument(QStringLiteral("command"),
-                                 QStringLiteral("demo, detect or probe"));
-    parser.process(app);
+                                 QStringLiteral("demo, detect, probe or run"));
+    parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("run: command files"),
+                                 QStringLiteral("[FILE.scm ...]"));
+    if (!parser.parse(QCoreApplication::arguments()))
+        return usageError(parser.errorText());
+    if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("help-all")))
+        parser.showHelp(0);
+    if (parser.isSet(QStringLiteral("version")))
+        parser.showVersion();
 
-    const QStringList args = parser.positionalArguments();
+    QStringList args = parser.positionalArguments();
     const QStringList commands{QStringLiteral("demo"), QStringLiteral("detect"),
-                               QStringLiteral("probe")};
-    if (args.size() != 1 || !commands.contains(args.front())) {
-        std::fprintf(stderr, "brolmet-cli: expected a command (demo, detect, probe); see --help\n");
-        return 2;
+                               QStringLiteral("probe"), QStringLiteral("run")};
+    if (args.isEmpty() || !commands.contains(args.front()))
+        return usageError(QStringLiteral("expected a command (demo, detect, probe, run)"));
+    const QString command = args.takeFirst();
+    std::optional<CliRun::Options> runOptions;
+    if (command == u"run") {
+        QString why;
+        runOptions = CliRun::parse(parser, args, &why);
+        if (!runOptions)
+            return usageError(why);
+    } else if (!args.isEmpty()) {
+        return usageError(command + QStringLiteral(" takes no arguments"));
+    } else if (CliRun::anyOptionSet(parser)) {
+        return usageError(QStringLiteral("--sequence, --repeat, --slider, --bmp and --save "
+                                         "belong to run"));
     }
+    const bool json = parser.isSet(QStringLiteral("json"));
+
     auto settings = openSettingsStore();
     QString error;
     auto port = BackendOptions::create(parser, *settings, &error);
-    if (!port) {
-        std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(error));
-        return 2;
-    }
+    if (!port)
+        return usageError(error);
     FrontPanel panel;
     ConsoleDialogs dialogs(stderr);
     Tester tester(panel, *port, dialogs);
+    // As the window starts; the settings are never written back.
     tester.startUp(Tester::readSettings(*settings));
-    const QString& command = args.front();
+
+    int status = 0;
     if (command == u"probe") {
-        const int status = probe(tester, dialogs);
-        QCoreApplication::processEvents();
-        return status;
+        status = probe(tester, dialogs) ? 0 : 1;
+    } else if (command == u"detect") {
+        if (json)
+            tester.DeviceDetect();
+        else
+            detect(panel, tester);
+    } else if (command == u"demo") {
+        if (json) {
+            tester.TogglePower();
+            tester.TogglePower();
+        } else {
+            demo(panel, tester, *port);
+        }
+    } else {
+        const bool written = CliRun(tester, dialogs).execute(*runOptions);
+        if (!json)
+            CliReport(panel, tester, dialogs.messages()).printText(stdout);
+        status = written ? 0 : 1;
     }
-    const int status = command == u"detect" ? detect(panel, tester) : demo(panel, tester, *port);
     QCoreApplication::processEvents();
-    return dialogs.messages().isEmpty() ? status : 1;
+    if (command != u"probe" && !dialogs.messages().isEmpty())
+        status = 1;
+
+    if (json) {
+        QJsonObject report = CliReport(panel, tester, dialogs.messages()).json();
+        if (command == u"detect")
+            report.insert(QStringLiteral("acknowledged"),
+                          CliReport::acknowledged(panel.text(Ctl::Hex1)));
+        std::fputs(QJsonDocument(report).toJson(QJsonDocument::Indented).constData(), stdout);
+    }
+    return status;
 }

@@ -1,0 +1,169 @@
+#include "app/CliRun.h"
+
+#include "app/ConsoleDialogs.h"
+#include "files/BitmapFile.h"
+#include "ui/Tester.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFileInfo>
+
+#include <cstdio>
+#include <limits>
+
+namespace {
+
+const QString kSequence = QStringLiteral("sequence");
+const QString kRepeat = QStringLiteral("repeat");
+const QString kSlider = QStringLiteral("slider");
+const QString kBmp = QStringLiteral("bmp");
+const QString kSave = QStringLiteral("save");
+
+// A whole decimal number within [low, high].
+std::optional<int> number(const QString& text, int low, int high) {
+    bool ok = false;
+    const int v = text.toInt(&ok);
+    if (!ok || v < low || v > high)
+        return std::nullopt;
+    return v;
+}
+
+} // namespace
+
+void CliRun::addOptions(QCommandLineParser& parser) {
+    parser.addOption({kSequence,
+                      QStringLiteral("run: the sequence each tick runs: 1, 2, or 12 (Sequence 1 "
+                                     "then 2); default 1."),
+                      QStringLiteral("S")});
+    parser.addOption({kRepeat,
+                      QStringLiteral("run: the number of non-stop timer ticks per file, at least "
+                                     "1; default 1. A run that switches the timer off ends them."),
+                      QStringLiteral("N")});
+    parser.addOption({kSlider,
+                      QStringLiteral("run: the potmeter slider's value, 0 to 255; default 0."),
+                      QStringLiteral("V")});
+    parser.addOption({kBmp,
+                      QStringLiteral("run: export the observation picture of the last run to "
+                                     "this Windows bitmap."),
+                      QStringLiteral("OUT.bmp")});
+    parser.addOption({kSave,
+                      QStringLiteral("run: save the set-up afterwards as this command file, as "
+                                     "Save Commands would."),
+                      QStringLiteral("OUT.scm")});
+}
+
+bool CliRun::anyOptionSet(const QCommandLineParser& parser) {
+    for (const QString& name : {kSequence, kRepeat, kSlider, kBmp, kSave})
+        if (parser.isSet(name))
+            return true;
+    return false;
+}
+
+std::optional<CliRun::Options> CliRun::parse(const QCommandLineParser& parser,
+                                             const QStringList& files, QString* error) {
+    Options o;
+    o.files = files;
+    if (o.files.isEmpty()) {
+        *error = QStringLiteral("run needs at least one command file");
+        return std::nullopt;
+    }
+    if (parser.isSet(kSequence)) {
+        const QString s = parser.value(kSequence);
+        if (s != u"1" && s != u"2" && s != u"12") {
+            *error = QStringLiteral("--sequence takes 1, 2 or 12, not \"%1\"").arg(s);
+            return std::nullopt;
+        }
+        o.sequence = s.toInt();
+    }
+    if (parser.isSet(kRepeat)) {
+        const auto n = number(parser.value(kRepeat), 1, std::numeric_limits<int>::max());
+        if (!n) {
+            *error = QStringLiteral("--repeat takes a whole number of at least 1, not \"%1\"")
+                         .arg(parser.value(kRepeat));
+            return std::nullopt;
+        }
+        o.repeat = *n;
+    }
+    if (parser.isSet(kSlider)) {
+        const auto v = number(parser.value(kSlider), 0, 255);
+        if (!v) {
+            *error = QStringLiteral("--slider takes a whole number from 0 to 255, not \"%1\"")
+                         .arg(parser.value(kSlider));
+            return std::nullopt;
+        }
+        o.slider = *v;
+    }
+    o.bmp = parser.value(kBmp);
+    o.save = parser.value(kSave);
+    if ((parser.isSet(kBmp) && o.bmp.isEmpty()) || (parser.isSet(kSave) && o.save.isEmpty())) {
+        *error = QStringLiteral("--bmp and --save need a file name");
+        return std::nullopt;
+    }
+    return o;
+}
+
+bool CliRun::execute(const Options& options) {
+    FrontPanel& panel = tester_.panel();
+    panel.setValue(Ctl::Analog_ki, options.slider);
+    for (const QString& path : options.files) {
+        if (!load(path))
+            continue;
+        if (!tester_.powerOn())
+            tester_.TogglePower(); // as a Go button does
+        for (int n = 0; n < options.repeat; ++n) {
+            const bool timerOff = tick(options.sequence);
+            QCoreApplication::processEvents(); // what the window does between two ticks
+            if (timerOff)
+                break;
+        }
+    }
+    return writeOutputs(options);
+}
+
+bool CliRun::load(const QString& path) {
+    const qsizetype shown = dialogs_.messages().size();
+    dialogs_.answerNextOpen(path);
+    tester_.Mfile_open_Click();
+    // A file that loads shows nothing; every failure shows a message box.
+    return dialogs_.messages().size() == shown;
+}
+
+bool CliRun::tick(int sequence) {
+    // A run that meets an invalid constant or an illegal bit selects "Off". A file may have been
+    // saved with "Off" selected already, so its check mark is taken away for the tick and put
+    // back when the tick leaves it alone: the set-up stays as the file had it.
+    FrontPanel& panel = tester_.panel();
+    const bool offBefore = panel.isChecked(Ctl::Noff);
+    panel.setChecked(Ctl::Noff, false);
+    if (sequence == 1 || sequence == 12)
+        tester_.RunSequence(1);
+    if (sequence == 2 || sequence == 12)
+        tester_.RunSequence(2);
+    const bool selected = panel.isChecked(Ctl::Noff);
+    if (offBefore)
+        panel.setChecked(Ctl::Noff, true);
+    return selected;
+}
+
+bool CliRun::writeOutputs(const Options& options) {
+    bool ok = true;
+    if (!options.bmp.isEmpty()) {
+        if (const int error = saveBitmap(tester_.trace().image(), options.bmp)) {
+            std::fprintf(stderr, "brolmet-cli: cannot write %s (error %d)\n",
+                         qPrintable(options.bmp), error);
+            ok = false;
+        }
+    }
+    if (!options.save.isEmpty()) {
+        const CommandFile file = tester_.commandFile(QFileInfo(options.save).fileName());
+        if (const QString problem = file.saveProblem(); !problem.isEmpty()) {
+            std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(problem));
+            ok = false;
+        } else if (const int error = file.save(options.save)) {
+            std::fprintf(stderr, "brolmet-cli: cannot write %s (error %d)\n",
+                         qPrintable(options.save), error);
+            ok = false;
+        }
+    }
+    return ok;
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+class ConsoleDialogs;
+class QCommandLineParser;
+class Tester;
+
+// brolmet-cli's "run" command: command files loaded one after the other, as "Open Commands"
+// loads them, each run for a number of non-stop timer ticks. The board, the read-outs and the
+// cells stay between the files, so one file can write a chip and the next read it back.
+class CliRun {
+public:
+    struct Options {
+        QStringList files;
+        int sequence = 1; // 1, 2, or 12: Sequence 1 then 2 in every tick
+        int repeat = 1;
+        int slider = 0;
+        QString bmp;  // the observation picture of the last run, when not empty
+        QString save; // the set-up as a command file, when not empty
+    };
+
+    // Adds --sequence, --repeat, --slider, --bmp and --save.
+    static void addOptions(QCommandLineParser& parser);
+    // Whether any of those options was given (they belong to "run" only).
+    static bool anyOptionSet(const QCommandLineParser& parser);
+    // The options and the files after the command; nothing and a message when they are wrong.
+    static std::optional<Options> parse(const QCommandLineParser& parser, const QStringList& files,
+                                        QString* error);
+
+    CliRun(Tester& tester, ConsoleDialogs& dialogs) : tester_(tester), dialogs_(dialogs) {}
+
+    // Runs the files and writes the outputs; false when an output file could not be written
+    // (the reason went to standard error).
+    bool execute(const Options& options);
+
+private:
+    // Loads path as "Open Commands" does; false when it did not load (a message was shown).
+    bool load(const QString& path);
+    // One tick of the non-stop timer for the sequence; true when a run selected "Off".
+    bool tick(int sequence);
+    bool writeOutputs(const Options& options);
+
+    Tester& tester_;
+    ConsoleDialogs& dialogs_;
+};

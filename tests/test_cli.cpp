@@ -1,0 +1,283 @@
+// brolmet-cli as a script sees it: the program is started on the simulated board, and its exit
+// status, standard output (text or JSON) and standard error are checked. None of these checks
+// needs a chip on the board: they rest on the runs' own messages, the NACKs of an empty bus and
+// the set-up the command files bring.
+#include "files/CommandFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct CliResult {
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+    QJsonObject json() const {
+        QJsonParseError error{};
+        const QJsonDocument doc = QJsonDocument::fromJson(out, &error);
+        EXPECT_EQ(error.error, QJsonParseError::NoError) << out.constData();
+        EXPECT_TRUE(doc.isObject());
+        return doc.object();
+    }
+    QStringList messages() const {
+        QStringList texts;
+        for (const QJsonValue& m : json().value(QStringLiteral("messages")).toArray())
+            texts << m.toString();
+        return texts;
+    }
+};
+
+CliResult runCli(const QStringList& arguments, const QString& board = QStringLiteral("sim")) {
+    QProcess process;
+    process.start(QStringLiteral(TAMSOLVIX_CLI),
+                  QStringList{QStringLiteral("--board"), board} + arguments);
+    EXPECT_TRUE(process.waitForFinished(60000));
+    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+const QString kInvalidI2c =
+    QStringLiteral("Error! Wrong Constans value!\r\nValid value 0...255 or &h0...&hFF");
+const QString kInvalidMicrowire =
+    QStringLiteral("Error! Wrong Constans value!\r\nValid value 0...255");
+const QString kIllegalBit =
+    QStringLiteral("Wrong command! Illegal character in string!\r\nValid characters 0 and 1 !");
+
+class CliTest : public ::testing::Test {
+protected:
+    // A command file in the scratch folder with these cells (C1..C4, D1..D4; "Stop" after).
+    QString commandFile(const QString& name, const QStringList& cells, bool microwire = false,
+                        bool offSelected = true) {
+        CommandFile file;
+        file.title = name;
+        file.microwire = microwire;
+        file.noffSelected = offSelected;
+        for (qsizetype i = 0; i < cells.size(); ++i)
+            file.cells[static_cast<std::size_t>(i)] = cells[i];
+        const QString path = dir_.filePath(name);
+        EXPECT_EQ(file.save(path), 0);
+        return path;
+    }
+    QString path(const QString& name) const { return dir_.filePath(name); }
+
+private:
+    QTemporaryDir dir_;
+};
+
+TEST_F(CliTest, UsageErrorsExitWithTwoAndPrintNothing) {
+    const QString file = commandFile(QStringLiteral("a.scm"), {QStringLiteral("&hA0")});
+    const QList<QStringList> wrong = {
+        {QStringLiteral("frobnicate")},
+        {},
+        {QStringLiteral("run")},
+        {QStringLiteral("run"), QStringLiteral("--json")},
+        {QStringLiteral("run"), file, QStringLiteral("--sequence"), QStringLiteral("3")},
+        {QStringLiteral("run"), file, QStringLiteral("--sequence"), QStringLiteral("21")},
+        {QStringLiteral("run"), file, QStringLiteral("--repeat"), QStringLiteral("0")},
+        {QStringLiteral("run"), file, QStringLiteral("--repeat"), QStringLiteral("two")},
+        {QStringLiteral("run"), file, QStringLiteral("--slider"), QStringLiteral("256")},
+        {QStringLiteral("run"), file, QStringLiteral("--slider"), QStringLiteral("-1")},
+        {QStringLiteral("run"), file, QStringLiteral("--frob")},
+        {QStringLiteral("detect"), QStringLiteral("--repeat"), QStringLiteral("2")},
+        {QStringLiteral("probe"), QStringLiteral("extra")},
+    };
+    for (const QStringList& arguments : wrong) {
+        const CliResult r = runCli(arguments);
+        EXPECT_EQ(r.status, 2) << qPrintable(arguments.join(u' '));
+        EXPECT_TRUE(r.out.isEmpty()) << qPrintable(arguments.join(u' '));
+        EXPECT_TRUE(r.err.contains("see --help")) << r.err.constData();
+    }
+}
+
+TEST_F(CliTest, HelpNamesEveryCommandAndOption) {
+    const CliResult r = runCli({QStringLiteral("--help")});
+    EXPECT_EQ(r.status, 0);
+    for (const char* word : {"demo", "detect", "probe", "run", "--json", "--sequence", "--repeat",
+                             "--slider", "--bmp", "--save", "--board", "--device"})
+        EXPECT_TRUE(r.out.contains(word)) << word;
+}
+
+TEST_F(CliTest, JsonHasTheWholeStateForEveryCommand) {
+    for (const QString& command :
+         {QStringLiteral("demo"), QStringLiteral("detect"), QStringLiteral("probe")}) {
+        const CliResult r = runCli({command, QStringLiteral("--json")});
+        EXPECT_EQ(r.status, 0) << qPrintable(command) << r.err.constData();
+        const QJsonObject o = r.json();
+        const QJsonArray panels = o.value(QStringLiteral("panels")).toArray();
+        const QJsonArray enabled = o.value(QStringLiteral("panels_enabled")).toArray();
+        ASSERT_EQ(panels.size(), 11);
+        ASSERT_EQ(enabled.size(), 11);
+        EXPECT_EQ(panels[1].toString(), QStringLiteral("Sequence 1: Stop"));
+        EXPECT_TRUE(enabled[0].isBool());
+        for (const char* key : {"dump1", "hex1", "dump2", "hex2", "title", "note"})
+            EXPECT_TRUE(o.value(QLatin1String(key)).isString()) << key;
+        EXPECT_TRUE(o.value(QStringLiteral("indicator")).isDouble());
+        EXPECT_TRUE(o.value(QStringLiteral("power")).isBool());
+        const QJsonObject cells = o.value(QStringLiteral("cells")).toObject();
+        const QJsonObject cellsEnabled = o.value(QStringLiteral("cells_enabled")).toObject();
+        EXPECT_EQ(cells.keys(), (QStringList{"C1", "C2", "C3", "C4", "D1", "D2", "D3", "D4"}));
+        EXPECT_EQ(cells.value(QStringLiteral("C1")).toString(), QStringLiteral("Stop"));
+        EXPECT_TRUE(cellsEnabled.value(QStringLiteral("C1")).toBool());
+        EXPECT_FALSE(cellsEnabled.value(QStringLiteral("C2")).toBool()); // behind a Stop
+        EXPECT_EQ(o.value(QStringLiteral("mode")).toString(), QStringLiteral("I2C"));
+        EXPECT_EQ(o.value(QStringLiteral("option")).toString(), QStringLiteral("Off"));
+        EXPECT_TRUE(o.value(QStringLiteral("title")).toString().endsWith(u"No Title"));
+        EXPECT_EQ(o.contains(QStringLiteral("acknowledged")), command == u"detect");
+    }
+    // The device scan's list as numbers, the same bytes as its hex list.
+    const QJsonObject scan = runCli({QStringLiteral("detect"), QStringLiteral("--json")}).json();
+    QStringList hex;
+    for (const QJsonValue& a : scan.value(QStringLiteral("acknowledged")).toArray())
+        hex << QString::number(a.toInt(), 16).toUpper();
+    EXPECT_EQ(hex.join(u' '), scan.value(QStringLiteral("hex1")).toString().trimmed());
+}
+
+TEST_F(CliTest, ProbeKeepsItsExitStatusAndReportsTheLineTest) {
+    const CliResult passed = runCli({QStringLiteral("probe"), QStringLiteral("--json")});
+    EXPECT_EQ(passed.status, 0);
+    EXPECT_EQ(passed.messages(), QStringList{QStringLiteral("Line Probe OK !")});
+    const CliResult failed =
+        runCli({QStringLiteral("probe"), QStringLiteral("--json")}, QStringLiteral("sim:dsr-low"));
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_EQ(failed.messages().size(), 1);
+    EXPECT_NE(failed.messages().front(), QStringLiteral("Line Probe OK !"));
+}
+
+TEST_F(CliTest, AnInvalidI2cConstantEndsTheRepeats) {
+    // Whether the file had "Off" selected or no option at all, the run selects it and stops.
+    for (const bool offSelected : {true, false}) {
+        const QString file =
+            commandFile(QStringLiteral("bad.scm"),
+                        {QStringLiteral("&hA0"), QStringLiteral("300"), QStringLiteral("Stop")},
+                        false, offSelected);
+        const CliResult r = runCli({QStringLiteral("run"), file, QStringLiteral("--repeat"),
+                                    QStringLiteral("5"), QStringLiteral("--json")});
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.messages(), QStringList{kInvalidI2c});
+        const QJsonObject o = r.json();
+        EXPECT_EQ(o.value(QStringLiteral("option")).toString(), QStringLiteral("Off"));
+        EXPECT_TRUE(o.value(QStringLiteral("power")).toBool());
+        // The valid constant before it was rewritten, the invalid one left as typed.
+        const QJsonObject cells = o.value(QStringLiteral("cells")).toObject();
+        EXPECT_EQ(cells.value(QStringLiteral("C1")).toString(), QStringLiteral(" 160"));
+        EXPECT_EQ(cells.value(QStringLiteral("C2")).toString(), QStringLiteral("300"));
+    }
+}
+
+TEST_F(CliTest, MicrowireBadConstantRepeatsButAnIllegalBitStops) {
+    const QString constant =
+        commandFile(QStringLiteral("constant.scm"), {QStringLiteral("300")}, true, false);
+    const CliResult repeated = runCli({QStringLiteral("run"), constant, QStringLiteral("--repeat"),
+                                       QStringLiteral("3"), QStringLiteral("--json")});
+    EXPECT_EQ(repeated.status, 1);
+    EXPECT_EQ(repeated.messages(), QStringList(3, kInvalidMicrowire));
+    EXPECT_EQ(repeated.json().value(QStringLiteral("mode")).toString(),
+              QStringLiteral("Microwire"));
+    EXPECT_TRUE(repeated.json().value(QStringLiteral("option")).isNull()); // none selected
+
+    const QString bit = commandFile(QStringLiteral("bit.scm"), {QStringLiteral("x1021")}, true);
+    const CliResult stopped = runCli({QStringLiteral("run"), bit, QStringLiteral("--repeat"),
+                                      QStringLiteral("3"), QStringLiteral("--json")});
+    EXPECT_EQ(stopped.status, 1);
+    EXPECT_EQ(stopped.messages(), QStringList{kIllegalBit});
+}
+
+TEST_F(CliTest, SequenceChoosesTheRowsEachTickRuns) {
+    const QString file =
+        commandFile(QStringLiteral("rows.scm"),
+                    {QStringLiteral("&h40"), QStringLiteral("Stop"), QStringLiteral("Stop"),
+                     QStringLiteral("Stop"), QStringLiteral("&h41"), QStringLiteral("Stop")});
+    auto cellsAfter = [&](const QString& sequence) {
+        const CliResult r = runCli({QStringLiteral("run"), file, QStringLiteral("--sequence"),
+                                    sequence, QStringLiteral("--json")});
+        EXPECT_EQ(r.status, 0) << r.err.constData();
+        const QJsonObject cells = r.json().value(QStringLiteral("cells")).toObject();
+        // A run rewrites the constants it sends in decimal.
+        return QStringList{cells.value(QStringLiteral("C1")).toString(),
+                           cells.value(QStringLiteral("D1")).toString()};
+    };
+    EXPECT_EQ(cellsAfter(QStringLiteral("1")), (QStringList{" 64", "&h41"}));
+    EXPECT_EQ(cellsAfter(QStringLiteral("2")), (QStringList{"&h40", " 65"}));
+    EXPECT_EQ(cellsAfter(QStringLiteral("12")), (QStringList{" 64", " 65"}));
+}
+
+TEST_F(CliTest, FilesRunInTurnAndAFailedOneIsSkipped) {
+    const QString first = commandFile(QStringLiteral("first.scm"), {QStringLiteral("&hA0")});
+    QFile foreign(path(QStringLiteral("foreign.scm")));
+    ASSERT_TRUE(foreign.open(QIODevice::WriteOnly));
+    foreign.write("\"Some other file\"\r\n");
+    foreign.close();
+    const QString last = commandFile(QStringLiteral("last.scm"), {QStringLiteral("Dump1")});
+    const CliResult r = runCli({QStringLiteral("run"), first, path(QStringLiteral("missing.scm")),
+                                foreign.fileName(), last});
+    EXPECT_EQ(r.status, 1);
+    // Text mode: the messages on standard error in order, the state on standard output.
+    const QByteArray err = r.err;
+    const qsizetype missing = err.indexOf("'missing.scm' is NOT exist !");
+    const qsizetype refused = err.indexOf("Not compatible file format version !");
+    EXPECT_GE(missing, 0);
+    EXPECT_GT(refused, missing);
+    EXPECT_TRUE(r.out.contains("Status bar: [Port: 1]"));
+    EXPECT_TRUE(r.out.contains("C1=Dump1")); // the last file's cells
+    // The read on an empty bus finds the data line released: 255 in the first read-out.
+    EXPECT_TRUE(r.out.contains("Hex1:       FF")) << r.out.constData();
+}
+
+TEST_F(CliTest, SaveWritesTheSetUpUnderItsOwnNameAndBmpThePicture) {
+    const QString file =
+        commandFile(QStringLiteral("in.scm"), {QStringLiteral("&hA0"), QStringLiteral("&h10")});
+    const QString saved = path(QStringLiteral("out.scm"));
+    const QString picture = path(QStringLiteral("run.bmp"));
+    const CliResult r = runCli({QStringLiteral("run"), file, QStringLiteral("--save"), saved,
+                                QStringLiteral("--bmp"), picture});
+    EXPECT_EQ(r.status, 0) << r.err.constData();
+    QFile out(saved);
+    ASSERT_TRUE(out.open(QIODevice::ReadOnly));
+    const QList<QByteArray> lines = out.readAll().split('\n');
+    ASSERT_EQ(lines.size(), 20); // 19 lines, each with CR LF
+    EXPECT_EQ(lines[4], QByteArray("\"out.scm\"\r"));
+    EXPECT_EQ(lines[9], QByteArray("\" 160\"\r")); // C1 as the run rewrote it
+    const QImage image(picture);
+    EXPECT_FALSE(image.isNull());
+
+    // The saved file loads again without a message.
+    EXPECT_EQ(runCli({QStringLiteral("run"), saved}).status, 0);
+    // A folder that does not exist: the output fails, and so does the exit status.
+    const CliResult failed = runCli({QStringLiteral("run"), file, QStringLiteral("--save"),
+                                     path(QStringLiteral("no/such/folder.scm"))});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_TRUE(failed.err.contains("cannot write")) << failed.err.constData();
+}
+
+TEST_F(CliTest, StartsFromTheSettingsAndLeavesThemAlone) {
+    const QString store =
+        QDir(qEnvironmentVariable("XDG_CONFIG_HOME")).filePath(QStringLiteral("Pellucor.conf"));
+    {
+        QSettings settings(store, QSettings::IniFormat);
+        settings.setValue(QStringLiteral("Setup/Microwire"), QStringLiteral("1"));
+        settings.setValue(QStringLiteral("Setup/Port"), QStringLiteral("2"));
+    }
+    QFile before(store);
+    ASSERT_TRUE(before.open(QIODevice::ReadOnly));
+    const QByteArray content = before.readAll();
+    before.close();
+    const QJsonObject o = runCli({QStringLiteral("demo"), QStringLiteral("--json")}).json();
+    EXPECT_EQ(o.value(QStringLiteral("mode")).toString(), QStringLiteral("Microwire"));
+    EXPECT_EQ(o.value(QStringLiteral("panels")).toArray()[0].toString(), QStringLiteral("Port: 2"));
+    QFile after(store);
+    ASSERT_TRUE(after.open(QIODevice::ReadOnly));
+    EXPECT_EQ(after.readAll(), content);
+    after.close();
+    QFile::remove(store);
+}
+
+} // namespace
