@@ -105,12 +105,16 @@ std::optional<CliRun::Options> CliRun::parse(const QCommandLineParser& parser,
 bool CliRun::execute(const Options& options) {
     FrontPanel& panel = tester_.panel();
     panel.setValue(Ctl::Analog_ki, options.slider);
+    bool first = true;
     for (const QString& path : options.files) {
         if (!load(path))
             continue;
         if (!tester_.powerOn())
             tester_.TogglePower(); // as a Go button does
         for (int n = 0; n < options.repeat; ++n) {
+            if (!first && wait_)
+                wait_(tester_.timerInterval()); // the timer's interval between two ticks
+            first = false;
             const bool timerOff = tick(options.sequence);
             QCoreApplication::processEvents(); // what the window does between two ticks
             if (timerOff)

@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <optional>
 
 class ConsoleDialogs;
@@ -31,7 +32,10 @@ public:
     static std::optional<Options> parse(const QCommandLineParser& parser, const QStringList& files,
                                         QString* error);
 
-    CliRun(Tester& tester, ConsoleDialogs& dialogs) : tester_(tester), dialogs_(dialogs) {}
+    // wait(ms) stands for the non-stop timer's interval between two ticks (real time on a
+    // real port; the simulated board lets it pass at once on its clock).
+    CliRun(Tester& tester, ConsoleDialogs& dialogs, std::function<void(int ms)> wait)
+        : tester_(tester), dialogs_(dialogs), wait_(std::move(wait)) {}
 
     // Runs the files and writes the outputs; false when an output file could not be written
     // (the reason went to standard error).
@@ -46,4 +50,5 @@ private:
 
     Tester& tester_;
     ConsoleDialogs& dialogs_;
+    std::function<void(int ms)> wait_;
 };

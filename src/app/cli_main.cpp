@@ -11,6 +11,7 @@
 #include <QGuiApplication>
 #include <QJsonDocument>
 #include <QSettings>
+#include <QThread>
 
 #include <cstdio>
 
@@ -163,7 +164,14 @@ int main(int argc, char** argv) {
             demo(panel, tester, *port);
         }
     } else {
-        const bool written = CliRun(tester, dialogs).execute(*runOptions);
+        auto* sim = dynamic_cast<SimulatedBoard*>(port.get());
+        const auto wait = [sim](int ms) {
+            if (sim)
+                sim->elapse(static_cast<std::uint64_t>(ms) * 1'000'000);
+            else
+                QThread::msleep(static_cast<unsigned long>(ms));
+        };
+        const bool written = CliRun(tester, dialogs, wait).execute(*runOptions);
         if (!json)
             CliReport(panel, tester, dialogs.messages()).printText(stdout);
         status = written ? 0 : 1;

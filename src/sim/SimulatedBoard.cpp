@@ -123,6 +123,12 @@ void SimulatedBoard::followWallClock(bool on) {
     }
 }
 
+void SimulatedBoard::elapse(std::uint64_t ns) {
+    nowNs_ += ns;
+    if (nowNs_ >= nextEventNs_)
+        runEvents(nowNs_);
+}
+
 bool SimulatedBoard::tick() {
     ++portCalls_;
     nowNs_ += callCostNs_;

@@ -81,6 +81,8 @@ public:
     // write cycle is over when the user starts the next run a moment later, as on real
     // hardware. Off by default: the tests and benchmarks keep a clock that only port calls move.
     void followWallClock(bool on);
+    // Lets this much time pass on the board without a port call.
+    void elapse(std::uint64_t ns);
 
     // Puts a chip on the board; the board owns it.
     template <typename Device> Device& attach(std::unique_ptr<Device> device) {
