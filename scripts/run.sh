@@ -14,5 +14,10 @@ if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
   exec build/release/src/brolmet --board sim "$@"
 else
   echo "No display: running the headless demonstration on the simulated board." >&2
-  exec build/release/src/brolmet-cli --board sim "$@" demo
+  cli=build/release/src/brolmet-cli
+  "$cli" --board sim "$@" demo
+  echo; echo "Device scan (Analyse > Device Detect):"
+  "$cli" --board sim "$@" detect
+  echo; echo "Two command files: write 'Ta' into the 24C02 EEPROM, then read it back:"
+  exec "$cli" --board sim "$@" run examples/eeprom-write.scm examples/eeprom-read.scm --sequence 12
 fi
