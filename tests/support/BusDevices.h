@@ -1,48 +1,33 @@
 #pragma once
 
+#include "sim/I2cSlave.h"
 #include "sim/SimulatedBoard.h"
 
 #include <utility>
 #include <vector>
 
-// A minimal I2C device for the tests: it acknowledges one address byte and nothing else, and
-// then answers reads with a fixed byte. It decodes the wires as a chip does (start while the
-// clock is high, bits sampled on the rising edge, the data line driven after the falling
-// edge), so it checks the primitives' timing as much as their bits.
-class AckDevice : public SimDevice {
+// An I2C device for the tests, at any address: it acknowledges every byte written to it and
+// answers every read with the same byte.
+class AckDevice : public I2cSlave {
 public:
-    explicit AckDevice(int address, int readByte = 0xFF) : address_(address), readByte_(readByte) {}
-    void wiresChanged(const BoardWires& w, std::uint64_t) override;
-    bool pullsDataLow() const override { return pull_; }
+    explicit AckDevice(int address, int readByte = 0xFF)
+        : I2cSlave(static_cast<std::uint8_t>(address)), readByte_(readByte) {}
     // The bytes the master wrote after the address.
     std::vector<int> written;
 
+protected:
+    void addressed(bool, std::uint64_t) override {}
+    bool byteWritten(std::uint8_t byte, std::uint64_t) override {
+        written.push_back(byte);
+        return true;
+    }
+    std::uint8_t byteToRead(std::uint64_t) override { return static_cast<std::uint8_t>(readByte_); }
+
 private:
-    enum class Phase {
-        Idle,
-        Address,
-        AckAddress,
-        Write,
-        AckWrite,
-        Read,
-        MasterAck
-    };
-    void risingEdge(bool data);
-    void fallingEdge();
-    void driveBit(); // the next bit of the read byte, from its most significant
-    int address_;
     int readByte_;
-    Phase phase_ = Phase::Idle;
-    bool lastClock_ = false;
-    bool lastData_ = true;
-    bool reading_ = false;
-    bool masterAcked_ = false;
-    int bits_ = 0;
-    int shift_ = 0;
-    bool pull_ = false;
 };
 
-// Every level of DTR and RTS after each port call, for checking bit patterns.
+// Every level of DTR and RTS after each change of the wires, for checking bit patterns.
 class WireLog : public SimDevice {
 public:
     void wiresChanged(const BoardWires& w, std::uint64_t) override {
