@@ -25,9 +25,7 @@ struct RunFixture : ::testing::Test {
     AckDevice& chip = board.attach(std::make_unique<AckDevice>(0xA0, 0x5A));
     WireLog& log = board.attach(std::make_unique<WireLog>());
 
-    void SetUp() override {
-        tester.startUp({});
-    }
+    void SetUp() override { tester.startUp({}); }
     void TearDown() override {
         EXPECT_TRUE(dialogs.scriptUsedUp()) << "a scripted answer was never asked for";
     }
