@@ -1,7 +1,9 @@
 // The 93C46 on the simulated test board, driven the way the tool's Microwire run drives it:
 // the reset character on TXD (which selects the chip for n bit times), then bits on DTR and
 // RTS through the line driver, and the data line read back through CTS.
+#include "bus/MicrowireBus.h"
 #include "bus/PortLines.h"
+#include "bus/Trace.h"
 #include "sim/Eeprom93c46.h"
 #include "sim/SimulatedBoard.h"
 #include "sim/WireProbe.h"
@@ -16,57 +18,26 @@
 
 namespace {
 
-// The master's Microwire sequences, line operation by line operation.
+// The 93C46 driven through the tool's Microwire primitives.
 struct MicrowireBoard : ::testing::Test {
     std::unique_ptr<SimulatedBoard> board = SimulatedBoard::fromVariant(QString());
     PortLines lines{*board};
+    Trace trace{QSize(533, 37)};
+    MicrowireBus bus{lines, trace, {}}; // the tool's own primitives, without a yield
 
     void SetUp() override { ASSERT_TRUE(lines.openPortMicrowire()); }
 
     Eeprom93c46& chip() { return *board->eeprom93c46(); }
 
-    static std::uint8_t resetCharacter(int n) {
-        return static_cast<std::uint8_t>(n >= 1 && n <= 9 ? 0xFF00u >> (n - 1) : 0u);
-    }
-    void resetPulse(int n) {
-        board->sendByte(resetCharacter(n));
-        lines.dataHigh();
-        lines.clockHigh();
-        lines.dataLow();
-    }
-    void writeBit(bool one) {
-        lines.clockLow();
-        if (one) {
-            lines.dataHigh();
-            lines.clockHigh();
-        } else {
-            lines.dataLow();
-            lines.clockHigh();
-            lines.dataHigh();
-        }
-    }
+    void resetPulse(int n) { bus.resetPulse(n); }
+    void writeBit(bool one) { bus.writeBit(one); }
     void writeBits(unsigned value, int count) {
         for (int i = count - 1; i >= 0; --i)
-            writeBit(((value >> i) & 1u) != 0);
+            bus.writeBit(((value >> i) & 1u) != 0);
     }
-    bool readBit() {
-        lines.clockLow();
-        const bool one = lines.readData();
-        lines.clockHigh();
-        return one;
-    }
-    int readByte() {
-        int value = 0;
-        for (int i = 0; i < 8; ++i)
-            value = value * 2 + (readBit() ? 1 : 0);
-        return value;
-    }
-    void end() {
-        lines.clockHigh();
-        lines.dataHigh();
-        lines.clockHigh();
-        lines.dataHigh();
-    }
+    bool readBit() { return bus.readBit(); }
+    int readByte() { return bus.readByte(); }
+    void end() { bus.end(); }
     // One run: reset pulse, start bit, the command's bits (opcode and address first).
     void command(int resetValue, unsigned bits, int count) {
         resetPulse(resetValue);
