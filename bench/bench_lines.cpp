@@ -95,19 +95,24 @@ void BM_LineOperations(benchmark::State& state) {
 }
 BENCHMARK(BM_LineOperations);
 
-// 100 line changes from the start of a fresh strip, with analysis off (arg 0) or on (arg 1):
-// items per second are line changes, each with its trace record when analysis is on.
+// 100 line changes from the start of a fresh strip, with analysis off (arg 0), on (arg 1), or
+// on with the time-stamped event log as well (arg 2, as in the program): items per second are
+// line changes, each with its trace record (and event) when analysis is on.
 void BM_TraceRecords(benchmark::State& state) {
     SimulatedBoard board;
     PortLines lines(board);
     Trace trace(kPicture);
+    LineEventLog events;
     trace.init(false);
     lines.setRecorder(&trace);
+    if (state.range(0) == 2)
+        lines.setEventLog(&events);
     lines.openPortI2c();
     lines.setAnalysisOn(state.range(0) != 0);
     for (auto _ : state) {
         state.PauseTiming();
         trace.begin(false);
+        lines.beginRun();
         state.ResumeTiming();
         for (int i = 0; i < 25; ++i) {
             lines.clockLow();
@@ -117,9 +122,10 @@ void BM_TraceRecords(benchmark::State& state) {
         }
     }
     state.SetItemsProcessed(state.iterations() * 100);
-    state.SetLabel(state.range(0) ? "analysis on" : "analysis off");
+    static const char* const labels[] = {"analysis off", "analysis on", "analysis on, events"};
+    state.SetLabel(labels[state.range(0)]);
 }
-BENCHMARK(BM_TraceRecords)->Arg(0)->Arg(1);
+BENCHMARK(BM_TraceRecords)->Arg(0)->Arg(1)->Arg(2);
 
 // One addressed byte write with its acknowledge: 37 line operations.
 void BM_I2cWriteByte(benchmark::State& state) {

@@ -56,9 +56,10 @@ class CliTest : public ::testing::Test {
 protected:
     // A command file in the scratch folder with these cells (C1..C4, D1..D4; "Stop" after).
     QString commandFile(const QString& name, const QStringList& cells, bool microwire = false,
-                        bool offSelected = true) {
+                        bool offSelected = true, bool analysis = true) {
         CommandFile file;
         file.title = name;
+        file.analysis = analysis;
         file.microwire = microwire;
         file.noffSelected = offSelected;
         for (qsizetype i = 0; i < cells.size(); ++i)
@@ -102,7 +103,7 @@ TEST_F(CliTest, HelpNamesEveryCommandAndOption) {
     const CliResult r = runCli({QStringLiteral("--help")});
     EXPECT_EQ(r.status, 0);
     for (const char* word : {"demo", "detect", "probe", "run", "--json", "--sequence", "--repeat",
-                             "--slider", "--bmp", "--save", "--board", "--device"})
+                             "--slider", "--bmp", "--vcd", "--save", "--board", "--device"})
         EXPECT_TRUE(r.out.contains(word)) << word;
 }
 
@@ -232,13 +233,14 @@ TEST_F(CliTest, FilesRunInTurnAndAFailedOneIsSkipped) {
     EXPECT_TRUE(r.out.contains("Hex1:       FF")) << r.out.constData();
 }
 
-TEST_F(CliTest, SaveWritesTheSetUpUnderItsOwnNameAndBmpThePicture) {
+TEST_F(CliTest, SaveWritesTheSetUpUnderItsOwnNameBmpThePictureAndVcdTheLineEvents) {
     const QString file =
         commandFile(QStringLiteral("in.scm"), {QStringLiteral("&hA0"), QStringLiteral("&h10")});
     const QString saved = path(QStringLiteral("out.scm"));
     const QString picture = path(QStringLiteral("run.bmp"));
+    const QString dump = path(QStringLiteral("run.vcd"));
     const CliResult r = runCli({QStringLiteral("run"), file, QStringLiteral("--save"), saved,
-                                QStringLiteral("--bmp"), picture});
+                                QStringLiteral("--bmp"), picture, QStringLiteral("--vcd"), dump});
     EXPECT_EQ(r.status, 0) << r.err.constData();
     QFile out(saved);
     ASSERT_TRUE(out.open(QIODevice::ReadOnly));
@@ -248,6 +250,9 @@ TEST_F(CliTest, SaveWritesTheSetUpUnderItsOwnNameAndBmpThePicture) {
     EXPECT_EQ(lines[9], QByteArray("\" 160\"\r")); // C1 as the run rewrote it
     const QImage image(picture);
     EXPECT_FALSE(image.isNull());
+    QFile vcd(dump);
+    ASSERT_TRUE(vcd.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(vcd.readAll().startsWith("$version Tamsolvix observation $end\n"));
 
     // The saved file loads again without a message.
     EXPECT_EQ(runCli({QStringLiteral("run"), saved}).status, 0);
@@ -256,6 +261,12 @@ TEST_F(CliTest, SaveWritesTheSetUpUnderItsOwnNameAndBmpThePicture) {
                                      path(QStringLiteral("no/such/folder.scm"))});
     EXPECT_EQ(failed.status, 1);
     EXPECT_TRUE(failed.err.contains("cannot write")) << failed.err.constData();
+    // Without Observation there are no line events, which is said and fails the command.
+    const QString quiet = commandFile(QStringLiteral("quiet.scm"), {QStringLiteral("&hA0")}, false,
+                                      true, /*analysis=*/false);
+    const CliResult empty = runCli({QStringLiteral("run"), quiet, QStringLiteral("--vcd"), dump});
+    EXPECT_EQ(empty.status, 1);
+    EXPECT_TRUE(empty.err.contains("no line events")) << empty.err.constData();
 }
 
 TEST_F(CliTest, StartsFromTheSettingsAndLeavesThemAlone) {

@@ -65,18 +65,18 @@ TEST(WireProbe, FollowsClockDataAndDsrAndWritesThemAsAValueChangeDump) {
     const QByteArray expected = "$version Tamsolvix simulated board probe $end\n"
                                 "$timescale 1 us $end\n"
                                 "$scope module board $end\n"
-                                "$var wire 1 a dtr $end\n"
-                                "$var wire 1 b rts $end\n"
-                                "$var wire 1 c data $end\n"
-                                "$var wire 1 d dsr $end\n"
-                                "$var wire 1 e txd $end\n"
-                                "$var wire 1 f cs $end\n"
+                                "$var wire 1 ! dtr $end\n"
+                                "$var wire 1 \" rts $end\n"
+                                "$var wire 1 # data $end\n"
+                                "$var wire 1 $ dsr $end\n"
+                                "$var wire 1 % txd $end\n"
+                                "$var wire 1 & cs $end\n"
                                 "$upscope $end\n"
                                 "$enddefinitions $end\n"
-                                "#10\n"
-                                "$dumpvars\n0a\n1b\n0c\n1d\n1e\n0f\n$end\n"
-                                "#20\n1a\n1c\n"
-                                "#30\n0b\n0d\n"
+                                "#0\n"
+                                "$dumpvars\n0!\n1\"\n0#\n1$\n1%\n0&\n$end\n"
+                                "#20\n1!\n1#\n"
+                                "#30\n0\"\n0$\n"
                                 "#40\n";
     EXPECT_EQ(probe.vcd(), expected);
 
@@ -89,5 +89,5 @@ TEST(WireProbe, FollowsClockDataAndDsrAndWritesThemAsAValueChangeDump) {
     loose.record(Wire::Data, true, 5'200);
     loose.record(Wire::Clock, false, 7'000);
     const QByteArray body = loose.vcd().mid(loose.vcd().indexOf("#0"));
-    EXPECT_EQ(body, QByteArray("#0\n$dumpvars\n1c\n$end\n#4\n1b\n#7\n0b\n#17\n"));
+    EXPECT_EQ(body, QByteArray("#0\n$dumpvars\n1\"\n1#\n$end\n#7\n0\"\n#17\n"));
 }

@@ -2,6 +2,8 @@
 
 #include "app/ConsoleDialogs.h"
 #include "files/BitmapFile.h"
+#include "files/ObservationVcd.h"
+#include "files/SafeSave.h"
 #include "ui/Tester.h"
 
 #include <QCommandLineParser>
@@ -17,6 +19,7 @@ const QString kSequence = QStringLiteral("sequence");
 const QString kRepeat = QStringLiteral("repeat");
 const QString kSlider = QStringLiteral("slider");
 const QString kBmp = QStringLiteral("bmp");
+const QString kVcd = QStringLiteral("vcd");
 const QString kSave = QStringLiteral("save");
 
 // A whole decimal number within [low, high].
@@ -46,6 +49,10 @@ void CliRun::addOptions(QCommandLineParser& parser) {
                       QStringLiteral("run: export the observation picture of the last run to "
                                      "this Windows bitmap."),
                       QStringLiteral("OUT.bmp")});
+    parser.addOption({kVcd,
+                      QStringLiteral("run: export the line events of the last run, with their "
+                                     "times, to this Value Change Dump (needs Observation on)."),
+                      QStringLiteral("OUT.vcd")});
     parser.addOption({kSave,
                       QStringLiteral("run: save the set-up afterwards as this command file, as "
                                      "Save Commands would."),
@@ -53,7 +60,7 @@ void CliRun::addOptions(QCommandLineParser& parser) {
 }
 
 bool CliRun::anyOptionSet(const QCommandLineParser& parser) {
-    for (const QString& name : {kSequence, kRepeat, kSlider, kBmp, kSave})
+    for (const QString& name : {kSequence, kRepeat, kSlider, kBmp, kVcd, kSave})
         if (parser.isSet(name))
             return true;
     return false;
@@ -94,9 +101,11 @@ std::optional<CliRun::Options> CliRun::parse(const QCommandLineParser& parser,
         o.slider = *v;
     }
     o.bmp = parser.value(kBmp);
+    o.vcd = parser.value(kVcd);
     o.save = parser.value(kSave);
-    if ((parser.isSet(kBmp) && o.bmp.isEmpty()) || (parser.isSet(kSave) && o.save.isEmpty())) {
-        *error = QStringLiteral("--bmp and --save need a file name");
+    if ((parser.isSet(kBmp) && o.bmp.isEmpty()) || (parser.isSet(kVcd) && o.vcd.isEmpty()) ||
+        (parser.isSet(kSave) && o.save.isEmpty())) {
+        *error = QStringLiteral("--bmp, --vcd and --save need a file name");
         return std::nullopt;
     }
     return o;
@@ -155,6 +164,16 @@ bool CliRun::writeOutputs(const Options& options) {
         if (const int error = saveBitmap(tester_.trace().image(), options.bmp)) {
             std::fprintf(stderr, "brolmet-cli: cannot write %s (error %d)\n",
                          qPrintable(options.bmp), error);
+            ok = false;
+        }
+    }
+    if (!options.vcd.isEmpty()) {
+        if (tester_.lineEvents().empty()) {
+            std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(Tester::kNoLineEvents));
+            ok = false;
+        } else if (const int error = saveWhole(options.vcd, observationVcd(tester_.lineEvents()))) {
+            std::fprintf(stderr, "brolmet-cli: cannot write %s (error %d)\n",
+                         qPrintable(options.vcd), error);
             ok = false;
         }
     }

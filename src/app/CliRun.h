@@ -21,10 +21,11 @@ public:
         int repeat = 1;
         int slider = 0;
         QString bmp;  // the observation picture of the last run, when not empty
+        QString vcd;  // the line events of the last run, when not empty
         QString save; // the set-up as a command file, when not empty
     };
 
-    // Adds --sequence, --repeat, --slider, --bmp and --save.
+    // Adds --sequence, --repeat, --slider, --bmp, --vcd and --save.
     static void addOptions(QCommandLineParser& parser);
     // Whether any of those options was given (they belong to "run" only).
     static bool anyOptionSet(const QCommandLineParser& parser);

@@ -132,8 +132,8 @@ int main(int argc, char** argv) {
     } else if (!args.isEmpty()) {
         return usageError(command + QStringLiteral(" takes no arguments"));
     } else if (CliRun::anyOptionSet(parser)) {
-        return usageError(QStringLiteral("--sequence, --repeat, --slider, --bmp and --save "
-                                         "belong to run"));
+        return usageError(QStringLiteral("--sequence, --repeat, --slider, --bmp, --vcd and "
+                                         "--save belong to run"));
     }
     const bool json = parser.isSet(QStringLiteral("json"));
 

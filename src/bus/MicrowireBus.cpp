@@ -49,9 +49,7 @@ void MicrowireBus::end() {
 
 void MicrowireBus::resetPulse(int resetValue) {
     trace_.presetHigh();
-    PortBackend& port = lines_.port();
-    if (port.isOpen()) // after a failed power-on there is nothing to send it on
-        port.sendByte(resetCharacter(resetValue));
+    lines_.sendCharacter(resetCharacter(resetValue)); // nothing after a failed power-on
     lines_.dataHigh();
     lines_.clockHigh();
     lines_.dataLow();

@@ -37,6 +37,10 @@ public:
     // Queues one character for TXD and returns at once.
     virtual void sendByte(std::uint8_t byte) = 0;
 
+    // A steadily rising time in nanoseconds, for the time stamps of line events: the
+    // machine's monotonic clock (the simulated board: its own clock).
+    virtual std::uint64_t nowNs() const;
+
     // A device that disappears while the port is open (a USB adapter pulled out) closes the
     // port and reports it once, through this handler, with a one-line reason.
     using LostHandler = std::function<void(const QString& why)>;

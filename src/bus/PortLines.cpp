@@ -6,6 +6,7 @@ bool PortLines::openPortI2c(QString* whyNot) {
             return false;
         port_->setRts(true);
         port_->setDtr(true);
+        clock_ = dataOut_ = true;
     }
     return true;
 }
@@ -18,4 +19,26 @@ bool PortLines::openPortMicrowire(QString* whyNot) {
         clockLow();
     }
     return true;
+}
+
+void PortLines::sendCharacter(std::uint8_t byte) {
+    if (!port_->isOpen())
+        return;
+    port_->sendByte(byte);
+    if (analysisOn_ && log_)
+        log_->character(byte, port_->nowNs());
+}
+
+void PortLines::beginRun() {
+    if (log_)
+        log_->begin(analysisOn_ ? port_->nowNs() : 0, dataOut_, clock_);
+}
+
+void PortLines::observed(LineEventLog::Signal signal, bool high) {
+    if (recorder_)
+        recorder_->recordLevel(signal == LineEventLog::Signal::Clock ? LevelRecorder::Line::Clock
+                                                                     : LevelRecorder::Line::Data,
+                               high);
+    if (log_)
+        log_->add(signal, high, port_->nowNs());
 }

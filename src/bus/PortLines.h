@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bus/LineEvents.h"
 #include "bus/PortBackend.h"
 
 // Where the line operations hand the levels they put on or read from the lines while
@@ -16,7 +17,8 @@ public:
 
 // The port line driver: opens and closes the port for either bus and offers the five line
 // operations every bus primitive is built from. Each operation is one call on the port and,
-// only while analysis is on, one record in the trace. None of them waits or yields.
+// only while analysis is on, one record in the trace and one time-stamped event in the log.
+// None of them waits or yields.
 //
 //   data out  DTR  on = high (released)     clock     RTS  on = high
 //   data in   CTS  asserted = high          probe     DSR  (line test only)
@@ -26,6 +28,7 @@ public:
 
     PortBackend& port() { return *port_; }
     void setRecorder(LevelRecorder* recorder) { recorder_ = recorder; }
+    void setEventLog(LineEventLog* log) { log_ = log; }
 
     bool analysisOn() const { return analysisOn_; }
     void setAnalysisOn(bool on) { analysisOn_ = on; }
@@ -35,39 +38,59 @@ public:
     bool openPortI2c(QString* whyNot = nullptr);
     // Opens the port if it is closed, then DataHigh, ClockLow. True when it is open.
     bool openPortMicrowire(QString* whyNot = nullptr);
-    void closePort() { port_->close(); }
+    void closePort() {
+        port_->close();
+        dataOut_ = clock_ = false; // closing drops both
+    }
 
     void dataHigh() {
         port_->setDtr(true);
-        record(LevelRecorder::Line::Data, true);
+        dataOut_ = true;
+        observe(LineEventLog::Signal::DataOut, true);
     }
     void dataLow() {
         port_->setDtr(false);
-        record(LevelRecorder::Line::Data, false);
+        dataOut_ = false;
+        observe(LineEventLog::Signal::DataOut, false);
     }
     void clockHigh() {
         port_->setRts(true);
-        record(LevelRecorder::Line::Clock, true);
+        clock_ = true;
+        observe(LineEventLog::Signal::Clock, true);
     }
     void clockLow() {
         port_->setRts(false);
-        record(LevelRecorder::Line::Clock, false);
+        clock_ = false;
+        observe(LineEventLog::Signal::Clock, false);
     }
     // Samples CTS: true when the data line is high.
     bool readData() {
         const bool high = port_->cts();
-        record(LevelRecorder::Line::Data, high);
+        observe(LineEventLog::Signal::DataIn, high);
         return high;
     }
+    // Hands one character to TXD (on a closed port nothing is sent).
+    void sendCharacter(std::uint8_t byte);
 
     // Records a level in the trace (while analysis is on) without touching the port.
     void record(LevelRecorder::Line line, bool high) {
         if (analysisOn_ && recorder_)
             recorder_->recordLevel(line, high);
     }
+    // A run starts: the event log starts over, from the levels the outputs were last given.
+    void beginRun();
 
 private:
     PortBackend* port_;
+    void observe(LineEventLog::Signal signal, bool high) {
+        if (analysisOn_)
+            observed(signal, high);
+    }
+    void observed(LineEventLog::Signal signal, bool high);
+
     LevelRecorder* recorder_ = nullptr;
+    LineEventLog* log_ = nullptr;
     bool analysisOn_ = false;
+    bool dataOut_ = false; // the levels last put on DTR and RTS
+    bool clock_ = false;
 };

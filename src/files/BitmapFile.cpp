@@ -1,18 +1,15 @@
 #include "files/BitmapFile.h"
 
 #include "files/RunTimeError.h"
+#include "files/SafeSave.h"
 
-#include <QSaveFile>
+#include <QBuffer>
 
 int saveBitmap(const QImage& image, const QString& path) {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return RunTimeError::forWrite(path, file.error());
-    if (!image.convertToFormat(QImage::Format_RGB888).save(&file, "BMP")) {
-        file.cancelWriting();
+    QByteArray content;
+    QBuffer buffer(&content);
+    buffer.open(QIODevice::WriteOnly);
+    if (!image.convertToFormat(QImage::Format_RGB888).save(&buffer, "BMP"))
         return RunTimeError::forWrite(path, QFileDevice::WriteError);
-    }
-    if (!file.commit())
-        return RunTimeError::forWrite(path, file.error());
-    return 0;
+    return saveWhole(path, content);
 }

@@ -1,11 +1,10 @@
 #include "files/CommandFile.h"
 
 #include "files/CodePage.h"
-#include "files/RunTimeError.h"
+#include "files/SafeSave.h"
 
 #include <QDirIterator>
 #include <QFileInfo>
-#include <QSaveFile>
 
 namespace {
 
@@ -82,21 +81,7 @@ QByteArray CommandFile::bytes() const {
 int CommandFile::save(const QString& path) const {
     if (!saveProblem().isEmpty())
         return kRefused;
-    const QByteArray content = bytes();
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return RunTimeError::forWrite(path, file.error());
-    // A short write can come without an error (a file size limit, a full disk): commit()
-    // would then put the truncated file in place, so the count is what decides.
-    if (file.write(content) != content.size()) {
-        const QFileDevice::FileError error =
-            file.error() == QFileDevice::NoError ? QFileDevice::WriteError : file.error();
-        file.cancelWriting();
-        return RunTimeError::forWrite(path, error);
-    }
-    if (!file.commit())
-        return RunTimeError::forWrite(path, file.error());
-    return 0;
+    return saveWhole(path, bytes());
 }
 
 bool existsWithExactName(const QString& path) {

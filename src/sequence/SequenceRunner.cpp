@@ -30,6 +30,7 @@ void SequenceRunner::RunI2cSequence(int sequence) {
     for (int n = 4; n <= 7; ++n)
         panel_.setText(FrontPanel::panel(n), QString());
     trace_.begin(analysing());
+    lines_.beginRun();
     i2c_.start();
     if (analysing())
         trace_.separator();
@@ -91,6 +92,7 @@ void SequenceRunner::RunMicrowireSequence(int sequence) {
     for (int n = 4; n <= 7; ++n)
         panel_.setText(FrontPanel::panel(n), QStringLiteral("NA"));
     trace_.begin(analysing());
+    lines_.beginRun();
     microwire_.resetPulse(state_.resetTension);
     if (analysing())
         trace_.separator();

@@ -116,7 +116,7 @@ public:
 
     // What a probe on the board sees.
     const BoardWires& wires() const { return wires_; }
-    std::uint64_t nowNs() const { return nowNs_; }
+    std::uint64_t nowNs() const override { return nowNs_; }
     std::uint64_t portCalls() const { return portCalls_; }
     const std::vector<std::uint8_t>& sentCharacters() const { return sent_; }
     int opens() const { return opens_; }

@@ -1,19 +1,8 @@
 #include "sim/WireProbe.h"
 
+#include "files/ValueChangeDump.h"
+
 #include <QFile>
-
-#include <algorithm>
-
-namespace {
-
-constexpr char kCode[WireProbe::kWires] = {'a', 'b', 'c', 'd', 'e', 'f'};
-constexpr std::uint64_t kNsPerTick = 1000; // the dump's timescale: 1 us
-
-std::uint64_t ticks(std::uint64_t ns) {
-    return (ns + kNsPerTick / 2) / kNsPerTick;
-}
-
-} // namespace
 
 const char* WireProbe::wireName(Wire wire) {
     switch (wire) {
@@ -47,54 +36,15 @@ void WireProbe::clear() {
 }
 
 QByteArray WireProbe::vcd() const {
-    QByteArray out;
-    out += "$version Tamsolvix simulated board probe $end\n";
-    out += "$timescale 1 us $end\n";
-    out += "$scope module board $end\n";
-    for (int i = 0; i < kWires; ++i)
-        out += QByteArray("$var wire 1 ") + kCode[i] + ' ' + wireName(static_cast<Wire>(i)) +
-               " $end\n";
-    out += "$upscope $end\n$enddefinitions $end\n";
-    if (changes_.empty())
-        return out;
-
-    std::vector<Change> sorted = changes_;
-    std::stable_sort(sorted.begin(), sorted.end(),
-                     [](const Change& a, const Change& b) { return a.atNs < b.atNs; });
-    // Several changes of one wire within one tick: the last one stands; one that ends where
-    // the wire already was is left out.
-    std::array<int, kWires> written{-1, -1, -1, -1, -1, -1};
-    std::array<int, kWires> pending{};
-    std::size_t i = 0;
-    bool first = true;
-    while (i < sorted.size()) {
-        const std::uint64_t tick = ticks(sorted[i].atNs);
-        pending = written;
-        for (; i < sorted.size() && ticks(sorted[i].atNs) == tick; ++i)
-            pending[static_cast<std::size_t>(sorted[i].wire)] = sorted[i].level ? 1 : 0;
-        QByteArray lines;
-        for (int w = 0; w < kWires; ++w) {
-            const auto k = static_cast<std::size_t>(w);
-            if (pending[k] != written[k] && pending[k] >= 0) {
-                lines += (pending[k] ? '1' : '0');
-                lines += kCode[w];
-                lines += '\n';
-                written[k] = pending[k];
-            }
-        }
-        if (lines.isEmpty())
-            continue;
-        out += '#' + QByteArray::number(static_cast<qulonglong>(tick)) + '\n';
-        if (first)
-            out += "$dumpvars\n" + lines + "$end\n";
-        else
-            out += lines;
-        first = false;
-    }
-    // A little idle time after the last change, so that a decoder sees the final levels.
-    const std::uint64_t end = ticks(sorted.back().atNs) + 10;
-    out += '#' + QByteArray::number(static_cast<qulonglong>(end)) + '\n';
-    return out;
+    std::vector<QByteArray> names;
+    for (int w = 0; w < kWires; ++w)
+        names.emplace_back(wireName(static_cast<Wire>(w)));
+    std::vector<ValueChangeDump::Change> changes;
+    changes.reserve(changes_.size());
+    for (const Change& c : changes_)
+        changes.push_back({c.atNs, static_cast<int>(c.wire), c.level});
+    return ValueChangeDump("Tamsolvix simulated board probe", "board", std::move(names), 1000)
+        .text(std::move(changes));
 }
 
 bool WireProbe::writeVcd(const QString& path, QString* whyNot) const {

@@ -68,6 +68,7 @@ constexpr Design kDesign[] = {
     {Ctl::Anal, "&Analyse", ""},
     {Ctl::Anal_be, "&Observation", ""},
     {Ctl::Mset_Device, "&Device Detect", ""},
+    {Ctl::Anal_vcd, "Export Observation to &VCD", ""},
     {Ctl::Anal_exp, "Exp&lanation", ""},
     {Ctl::Rep1, "a", ""},
     {Ctl::Rep_Clear, "Clear", ""},

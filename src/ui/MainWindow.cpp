@@ -275,6 +275,7 @@ void MainWindow::buildMenus() {
     QMenu* analyse = addMenu(Ctl::Anal);
     makeAction(analyse, Ctl::Anal_be, true);
     makeAction(analyse, Ctl::Mset_Device);
+    makeAction(analyse, Ctl::Anal_vcd);
     analyse->addSeparator();
     makeAction(analyse, Ctl::Anal_exp);
 
@@ -307,6 +308,7 @@ void MainWindow::connectActions() {
     onClick(Ctl::Rep_Clear, [this] { tester_.Rep_Clear_Click(); });
     onClick(Ctl::Fexport, [this] { tester_.ExportObservation(); });
     onClick(Ctl::Rep_export, [this] { tester_.ExportObservation(); });
+    onClick(Ctl::Anal_vcd, [this] { tester_.ExportObservationVcd(); });
     onClick(Ctl::Anal_exp, [this] { tester_.ShowExplanation(); });
     onClick(Ctl::Rep_exp, [this] { tester_.ShowExplanation(); });
     onClick(Ctl::Mfile_about, [this] { tester_.Mfile_about_Click(); });

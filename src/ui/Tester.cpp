@@ -6,10 +6,13 @@
 #include "files/BitmapFile.h"
 #include "files/CommandFileReader.h"
 #include "files/FileAssociation.h"
+#include "files/ObservationVcd.h"
 #include "files/RunTimeError.h"
+#include "files/SafeSave.h"
 #include "sequence/CommandCells.h"
 #include "sequence/Numbers.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QSettings>
 #include <QTimer>
@@ -66,6 +69,7 @@ Tester::Tester(FrontPanel& panel, PortBackend& port, Dialogs& dialogs)
       runner_(panel_, dialogs_, state_, lines_, trace_, i2c_, microwire_,
               [this] { selectOption(Ctl::Noff); }) {
     lines_.setRecorder(&trace_);
+    lines_.setEventLog(&lineEvents_);
     timer_.setInterval(1000);
     connect(&timer_, &QTimer::timeout, this, &Tester::Timer_Timer);
     port.setLostHandler([this](const QString& why) { portLost(why); });
@@ -324,22 +328,49 @@ void Tester::Anal_be_Click() {
     trace_.clear();
 }
 
-void Tester::ExportObservation() {
-    if (state_.powerOn)
-        TogglePower();
-    const auto path =
-        dialogs_.saveFile(QStringLiteral("BitMap Pictures (*.bmp)|*.bmp|All Files (*.*)|*.*"),
-                          QStringLiteral("No Title.bmp"));
+std::optional<QString> Tester::exportPath(const QString& filter, const QString& name) {
+    const auto path = dialogs_.saveFile(filter, name);
     if (!path)
-        return;
+        return std::nullopt;
     const QFileInfo file(*path);
     if (file.exists() &&
         dialogs_.message(QLatin1Char('\'') + file.fileName() + QLatin1Char('\'') +
                              QStringLiteral(" is exist ! Overwrite ?"),
                          Dialogs::Buttons::YesNo, Dialogs::Icon::Question) == Dialogs::Answer::No)
+        return std::nullopt;
+    return path;
+}
+
+void Tester::ExportObservation() {
+    if (state_.powerOn)
+        TogglePower();
+    const auto path =
+        exportPath(QStringLiteral("BitMap Pictures (*.bmp)|*.bmp|All Files (*.*)|*.*"),
+                   QStringLiteral("No Title.bmp"));
+    if (!path)
         return;
     if (const int error = saveBitmap(trace_.image(), *path))
         dialogs_.message(QStringLiteral("Hiba: ") + QString::number(error));
+}
+
+void Tester::ExportObservationVcd() {
+    if (lineEvents_.empty()) {
+        dialogs_.message(kNoLineEvents);
+        return;
+    }
+    // Named after the command file: "eeprom-read.scm" suggests "eeprom-read.vcd".
+    const QString title = state_.currentFileTitle;
+    const qsizetype dot = title.lastIndexOf(u'.');
+    const auto path =
+        exportPath(QStringLiteral("Value Change Dumps (*.vcd)|*.vcd|All Files (*.*)|*.*"),
+                   (dot > 0 ? title.left(dot) : title) + QStringLiteral(".vcd"));
+    if (!path)
+        return;
+    if (const int error = saveWhole(*path, observationVcd(lineEvents_)))
+        dialogs_.message(QStringLiteral("Cannot write ") + QDir::toNativeSeparators(*path) +
+                             QStringLiteral(" (error ") + QString::number(error) +
+                             QStringLiteral(")."),
+                         Dialogs::Buttons::Ok, Dialogs::Icon::Critical);
 }
 
 QString Tester::aboutText() {

@@ -51,6 +51,7 @@ public:
     I2cBus& i2c() { return i2c_; }
     MicrowireBus& microwire() { return microwire_; }
     Trace& trace() { return trace_; }
+    const LineEventLog& lineEvents() const { return lineEvents_; }
     SequenceRunner& runner() { return runner_; }
     const QTimer& timer() const { return timer_; }
 
@@ -118,6 +119,12 @@ public:
     void Rep_Clear_Click() { trace_.clear(); }
     // "Export Observation to BMP" and the pop-up's "Export to Bitmap".
     void ExportObservation();
+    // "Export Observation to VCD": the line events of the last run with their times, for
+    // logic-analyser software.
+    void ExportObservationVcd();
+    static inline const QString kNoLineEvents =
+        QStringLiteral("There are no line events to export: switch Observation on in the "
+                       "Analyse menu and run a sequence.");
     // "Explanation" in the Analyse menu and in the pop-up.
     void ShowExplanation() { dialogs_.showExplanation(); }
     // "Save Commands" and "Open Commands": the whole set-up as a command file.
@@ -146,6 +153,8 @@ private:
     class BusyGuard;
     void goRun(int sequence);
     void runSequence(int sequence, bool microwire);
+    // The export's save dialog and overwrite question; nullopt when the user backs out.
+    std::optional<QString> exportPath(const QString& filter, const QString& name);
     // Reads and applies a command file line by line; 0, a run-time error number, or
     // kHeaderRefused when the first line is not the header (the message has been shown).
     int applyCommandFile(CommandFileReader& file);
@@ -161,6 +170,7 @@ private:
     Dialogs& dialogs_;
     PortLines lines_;
     Trace trace_{kPictureSize};
+    LineEventLog lineEvents_;
     I2cBus i2c_;
     MicrowireBus microwire_;
     TesterState state_;

@@ -1,0 +1,141 @@
+// The observation's export to a Value Change Dump: sigrok decodes it as it decodes the board's
+// own wires, and the export's dialogs keep the user's files.
+#include "files/ObservationVcd.h"
+#include "files/SafeSave.h"
+#include "sim/SimulatedBoard.h"
+#include "sim/WireProbe.h"
+#include "support/ScriptedDialogs.h"
+#include "support/SigrokCli.h"
+#include "ui/FrontPanel.h"
+#include "ui/Tester.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct ExportFixture : ::testing::Test {
+    std::unique_ptr<SimulatedBoard> board = SimulatedBoard::fromVariant(QString());
+    FrontPanel panel;
+    ScriptedDialogs dialogs;
+    Tester tester{panel, *board, dialogs};
+    QTemporaryDir dir;
+
+    void SetUp() override { tester.startUp({}); } // analysis on
+    void TearDown() override { EXPECT_TRUE(dialogs.scriptUsedUp()); }
+    void cells(int sequence, const QStringList& texts) {
+        for (int k = 1; k <= 4; ++k)
+            panel.setText(FrontPanel::cell(sequence, k),
+                          k <= texts.size() ? texts[k - 1] : QStringLiteral("Stop"));
+    }
+    QString path(const char* name) const { return dir.filePath(QLatin1String(name)); }
+    static QByteArray contents(const QString& path) {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    QStringList decode(const QString& vcd, const QString& decoders, const QString& annotations) {
+        QString error;
+        const QStringList lines = SigrokCli::decode(vcd, decoders, annotations, &error);
+        EXPECT_TRUE(error.isEmpty()) << error.toStdString();
+        return lines;
+    }
+};
+
+const QString kI2c = QStringLiteral("i2c:scl=rts:sda=data:address_format=unshifted");
+const QString kI2cAnnotations = QStringLiteral(
+    "i2c=start:repeat-start:stop:ack:nack:address-read:address-write:data-read:data-write");
+
+#define SKIP_WITHOUT_SIGROK()                                                                      \
+    if (SigrokCli::program().isEmpty())                                                            \
+    GTEST_SKIP() << "sigrok-cli is not on PATH (Debian package sigrok-cli)"
+
+} // namespace
+
+TEST_F(ExportFixture, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
+    SKIP_WITHOUT_SIGROK();
+    // Two bytes into the EEPROM, then the dummy write and the read of the next run pair.
+    cells(1, {"&hA0", "&h10", "&h41", "&h42"});
+    tester.Go1_Click();
+    dialogs.thenSaveFile(path("write.vcd"));
+    tester.ExportObservationVcd();
+    EXPECT_EQ(decode(path("write.vcd"), kI2c, kI2cAnnotations),
+              QStringList({"Start", "Write", "Address write: A0", "ACK", "Data write: 10", "ACK",
+                           "Data write: 41", "ACK", "Data write: 42", "ACK", "Stop"}));
+
+    board->elapse(10'000'000); // the write cycle
+    cells(1, {"&hA0", "&h10"});
+    cells(2, {"&hA1", "Dump1", "Dump1"});
+    tester.Go1_Click();
+    WireProbe probe;
+    board->setProbe(&probe);
+    tester.Go2_Click();
+    board->setProbe(nullptr);
+    ASSERT_EQ(panel.text(Ctl::Hex1), QStringLiteral("41 42 "));
+    dialogs.thenSaveFile(path("read.vcd"));
+    tester.ExportObservationVcd();
+    ASSERT_TRUE(probe.writeVcd(path("wires.vcd")));
+
+    // The export knows the chip's bits only from the samples, yet reads as the wire does.
+    const QStringList wires = decode(path("wires.vcd"), kI2c, kI2cAnnotations);
+    EXPECT_EQ(decode(path("read.vcd"), kI2c, kI2cAnnotations), wires);
+    EXPECT_TRUE(wires.contains(QStringLiteral("Data read: 41"))) << wires.join(u'|').toStdString();
+    EXPECT_TRUE(wires.contains(QStringLiteral("Data read: 42")));
+
+    // Real times: the board's port calls are 10 us apart, and the start condition's fall of
+    // the data line is the run's third.
+    const QByteArray vcd = contents(path("read.vcd"));
+    EXPECT_TRUE(vcd.contains("$timescale 1 ns $end"));
+    EXPECT_TRUE(vcd.contains("$end\n#30000\n0!\n0$\n")) << vcd.left(400).toStdString();
+}
+
+TEST_F(ExportFixture, TheResetCharacterIsOnTxdUntilItsStopBitHasGone) {
+    SKIP_WITHOUT_SIGROK();
+    tester.Mset_micro_Click();
+    cells(1, {"&h18", "Dump1"});
+    tester.Go1_Click();
+    // The run itself is over long before the character's 4.2 ms.
+    const QString vcd = path("reset.vcd");
+    ASSERT_EQ(saveWhole(vcd, observationVcd(tester.lineEvents())), 0);
+    EXPECT_EQ(
+        decode(vcd, QStringLiteral("uart:rx=txd:baudrate=2400"), QStringLiteral("uart=rx-data")),
+        QStringList{QStringLiteral("FF")});
+}
+
+TEST_F(ExportFixture, NothingToExportIsSaidAndAnExistingFileIsOnlyReplacedWhenTheUserSaysSo) {
+    // Nothing has run yet.
+    dialogs.thenMessage();
+    tester.ExportObservationVcd();
+    EXPECT_EQ(dialogs.messages(), QStringList{Tester::kNoLineEvents});
+
+    // A run without analysis empties the log of the one before.
+    cells(1, {"&hA0"});
+    tester.Go1_Click();
+    EXPECT_FALSE(tester.lineEvents().empty());
+    tester.Anal_be_Click();
+    tester.Go1_Click();
+    EXPECT_TRUE(tester.lineEvents().empty());
+    dialogs.thenMessage();
+    tester.ExportObservationVcd();
+    EXPECT_EQ(dialogs.messages().size(), 2);
+
+    // The suggested name follows the command file's title; "No" keeps the file as it was.
+    tester.Anal_be_Click();
+    tester.Go1_Click();
+    QFile existing(path("keep.vcd"));
+    ASSERT_TRUE(existing.open(QIODevice::WriteOnly) && existing.write("mine") == 4);
+    existing.close();
+    dialogs.thenSaveFile(path("keep.vcd")).thenMessage(Dialogs::Answer::No);
+    tester.ExportObservationVcd();
+    EXPECT_EQ(dialogs.shown[dialogs.shown.size() - 2].defaultText, QStringLiteral("No Title.vcd"));
+    EXPECT_EQ(dialogs.messages().last(), QStringLiteral("'keep.vcd' is exist ! Overwrite ?"));
+    EXPECT_EQ(contents(path("keep.vcd")), QByteArray("mine"));
+
+    // A folder that is not there: a message naming the file, and nothing else written.
+    dialogs.thenSaveFile(path("missing/run.vcd")).thenMessage();
+    tester.ExportObservationVcd();
+    EXPECT_TRUE(dialogs.messages().last().contains(QStringLiteral("run.vcd")))
+        << dialogs.messages().last().toStdString();
+    EXPECT_FALSE(QFile::exists(path("missing")));
+}
