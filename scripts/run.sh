@@ -19,5 +19,14 @@ else
   echo; echo "Device scan (Analyse > Device Detect):"
   "$cli" --board sim "$@" detect
   echo; echo "Two command files: write 'Ta' into the 24C02 EEPROM, then read it back:"
-  exec "$cli" --board sim "$@" run examples/eeprom-write.scm examples/eeprom-read.scm --sequence 12
+  vcd=$(mktemp --suffix=.vcd)
+  status=0
+  "$cli" --board sim "$@" run examples/eeprom-write.scm examples/eeprom-read.scm --sequence 12 \
+    --vcd "$vcd" || status=$?
+  if [ "$status" -eq 0 ] && command -v sigrok-cli >/dev/null; then
+    echo; echo "The last run's line events ($vcd), decoded by sigrok-cli:"
+    sigrok-cli -I vcd -i "$vcd" -P i2c:scl=rts:sda=data \
+      -A i2c=address-read:address-write:data-read:data-write:ack:nack 2>/dev/null
+  fi
+  exit "$status"
 fi

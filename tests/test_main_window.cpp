@@ -174,9 +174,11 @@ TEST_F(WindowFixture, ThePictureShowsTheTraceAndItsMenusReachTheirActions) {
     EXPECT_FALSE(tester.analysisOn());
     EXPECT_FALSE(window->action(Ctl::Anal_be)->isChecked());
 
-    dialogs.thenSaveFile(std::nullopt).thenSaveFile(std::nullopt);
+    dialogs.thenSaveFile(std::nullopt).thenSaveFile(std::nullopt).thenMessage();
     window->action(Ctl::Fexport)->trigger();
     window->popupMenu()->actions()[1]->trigger(); // Export to Bitmap
+    window->action(Ctl::Anal_vcd)->trigger();     // nothing has run
+    EXPECT_EQ(dialogs.messages().last(), Tester::kNoLineEvents);
     EXPECT_TRUE(dialogs.scriptUsedUp());
 
     // A right-button release over the picture opens the pop-up menu; other buttons do not.
