@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bus/LineEvents.h"
+#include "bus/LineEventLog.h"
 #include "bus/PortBackend.h"
 
 // Where the line operations hand the levels they put on or read from the lines while

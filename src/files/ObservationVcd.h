@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bus/LineEvents.h"
+#include "bus/LineEventLog.h"
 
 #include <QByteArray>
 

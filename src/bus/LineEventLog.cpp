@@ -1,4 +1,4 @@
-#include "bus/LineEvents.h"
+#include "bus/LineEventLog.h"
 
 void LineEventLog::begin(std::uint64_t startNs, bool dataOut, bool clock) {
     events_.clear();
