@@ -69,21 +69,6 @@ TEST_F(LinesFixture, MicrowireOpenLeavesDataHighAndClockLowThroughTheLineOperati
     EXPECT_EQ(trace.levels[1], std::make_pair(Line::Clock, false));
 }
 
-TEST_F(LinesFixture, OpeningABusyOrMissingPortFailsAndSaysWhy) {
-    QString why;
-    board.selectPort(3);
-    EXPECT_FALSE(lines.openPortI2c(&why));
-    EXPECT_TRUE(why.contains(QStringLiteral("in use"))) << why.toStdString();
-    board.selectPort(4);
-    EXPECT_FALSE(lines.openPortMicrowire(&why));
-    EXPECT_TRUE(why.contains(QStringLiteral("does not exist"))) << why.toStdString();
-    board.selectPort(0);
-    EXPECT_FALSE(lines.openPortI2c(&why));
-    EXPECT_FALSE(board.isOpen());
-    board.selectPort(2);
-    EXPECT_TRUE(lines.openPortI2c(&why));
-}
-
 TEST_F(LinesFixture, EachLineOperationIsOnePortCallAndIsRecordedOnlyWhileAnalysisIsOn) {
     ASSERT_TRUE(lines.openPortI2c());
     auto calls = board.portCalls();

@@ -77,10 +77,13 @@ TEST_F(RunFixture, TheStopRuleGreysTheCellsBehindAStopInBothRows) {
     panel.setText(Ctl::C2, QStringLiteral("Stop"));
     EXPECT_FALSE(panel.isEnabled(Ctl::C3));
     EXPECT_FALSE(panel.isEnabled(Ctl::C4));
-    EXPECT_EQ(cell(1, 3), QStringLiteral("Dump1")); // greyed, not emptied
-    panel.setText(Ctl::D1, QStringLiteral("stop")); // no keyword: the constant 0
-    EXPECT_TRUE(panel.isEnabled(Ctl::D2));
-    EXPECT_FALSE(panel.isEnabled(Ctl::D3));
+    EXPECT_EQ(cell(1, 3), QStringLiteral("Dump1"));       // greyed, not emptied
+    for (const char* notTheKeyword : {"stop", " Stop"}) { // constants: 0
+        panel.setText(Ctl::D1, QLatin1String(notTheKeyword));
+        EXPECT_TRUE(panel.isEnabled(Ctl::D2)) << notTheKeyword;
+        EXPECT_FALSE(panel.isEnabled(Ctl::D3)) << notTheKeyword;
+        EXPECT_FALSE(panel.isEnabled(Ctl::C3)) << notTheKeyword;
+    }
 }
 
 TEST_F(RunFixture, AnI2cRunWritesReadsAndShowsItsResults) {
@@ -88,8 +91,7 @@ TEST_F(RunFixture, AnI2cRunWritesReadsAndShowsItsResults) {
     EXPECT_EQ(board.portCalls(), 0u);
     EXPECT_EQ(panelText(2), QStringLiteral("Sequence 1: Stop"));
 
-    cells(1, {QStringLiteral("&hA0"), QStringLiteral("&h10"), QStringLiteral("Constans"),
-              QStringLiteral("Potmeter")});
+    cells(1, {"&hA0", "&h10", "Constans", "Potmeter"});
     panel.setValue(Ctl::Analog_ki, 0x1A3); // the slider's low eight bits go out
     tester.Go1_Click();
     EXPECT_TRUE(tester.powerOn());
@@ -101,7 +103,7 @@ TEST_F(RunFixture, AnI2cRunWritesReadsAndShowsItsResults) {
     EXPECT_EQ(panelText(2), QStringLiteral("Sequence 1: Stop"));
 
     // A read address nobody answers: no "A", and the read bytes are 255.
-    cells(2, {QStringLiteral("&h91"), QStringLiteral("Dump1"), QStringLiteral("Dump1")});
+    cells(2, {"&h91", "Dump1", "Dump1"});
     tester.Go2_Click();
     EXPECT_EQ(panelText(4), QString());
     EXPECT_EQ(panel.text(Ctl::Hex1), QStringLiteral("FF FF "));
@@ -109,8 +111,7 @@ TEST_F(RunFixture, AnI2cRunWritesReadsAndShowsItsResults) {
 
     // The device's byte, read into the other display and onto the indicator; the last read
     // of a transfer is not acknowledged, the others are.
-    cells(2, {QStringLiteral("&hA1"), QStringLiteral("Indicator"), QStringLiteral("Dump1"),
-              QStringLiteral("Dump2")});
+    cells(2, {"&hA1", "Indicator", "Dump1", "Dump2"});
     log.levels.clear();
     tester.Go2_Click();
     EXPECT_EQ(panelText(4), QStringLiteral("A"));
@@ -143,7 +144,7 @@ TEST_F(RunFixture, AStopFirstRunIsStartThenStopAndEmptiesTheMarks) {
 }
 
 TEST_F(RunFixture, AnInvalidConstantUnderTheTimerIsReportedOnceAndStopsTheTimer) {
-    cells(1, {QStringLiteral("&hA0"), QStringLiteral("300"), QStringLiteral("&h10")});
+    cells(1, {"&hA0", "300", "&h10"});
     tester.TogglePower();
     tester.selectOption(Ctl::Ns12);
     ASSERT_TRUE(tester.timer().isActive());
@@ -226,7 +227,7 @@ TEST_F(RunFixture, TheIntervalDialogTakesOneTo2000AndElseAThousand) {
 TEST_F(RunFixture, AMicrowireRunSendsResetStartBitBitsAndBytes) {
     microwire();
     EXPECT_FALSE(tester.startBitOn()); // the check mark, cleared in I2C mode, decides
-    cells(1, {QStringLiteral("X101"), QStringLiteral("&hA5"), QStringLiteral("Dump1")});
+    cells(1, {"X101", "&hA5", "Dump1"});
     tester.Go1_Click();
     EXPECT_EQ(board.sentCharacters(), (std::vector<std::uint8_t>{0xFF}));
     EXPECT_EQ(dialogs.yields, 1);
@@ -245,12 +246,12 @@ TEST_F(RunFixture, AMicrowireRunSendsResetStartBitBitsAndBytes) {
     // Sequence 2 with the start bit on fills the display its cell names.
     tester.Mset_start_Click();
     ASSERT_TRUE(tester.startBitOn());
-    cells(2, {QStringLiteral("x"), QStringLiteral("x0")});
+    cells(2, {"x", "x0"});
     log.levels.clear();
     tester.Go2_Click();
     bits = log.bitsOnRisingClock();
     EXPECT_EQ(bits, (std::vector<int>{1, 1, 0})); // the reset pulse, the start bit, the 0
-    cells(2, {QStringLiteral("Dump1")});
+    cells(2, {"Dump1"});
     tester.Go2_Click();
     EXPECT_EQ(panel.text(Ctl::Hex1), QStringLiteral("FF FF "));
     EXPECT_EQ(panel.text(Ctl::Dump2), QString());
@@ -260,14 +261,14 @@ TEST_F(RunFixture, MicrowireRejectsAnIllegalBitWithTheTimerOffAndABadConstantWit
     microwire();
     tester.TogglePower();
     tester.selectOption(Ctl::Ns1);
-    cells(1, {QStringLiteral("256")});
+    cells(1, {"256"});
     dialogs.thenMessage();
     tester.Timer_Timer();
     EXPECT_TRUE(tester.timer().isActive());
     EXPECT_TRUE(panel.isChecked(Ctl::Ns1));
     EXPECT_EQ(cell(1, 1), QStringLiteral("256"));
 
-    cells(1, {QStringLiteral("2.9"), QStringLiteral("x10a1")});
+    cells(1, {"2.9", "x10a1"});
     log.levels.clear();
     dialogs.thenMessage();
     tester.Timer_Timer();
@@ -285,7 +286,7 @@ TEST_F(RunFixture, MicrowireRejectsAnIllegalBitWithTheTimerOffAndABadConstantWit
 
 TEST_F(RunFixture, AClickDuringTheResetPulsesYieldIsDropped) {
     microwire();
-    cells(1, {QStringLiteral("&h01")});
+    cells(1, {"&h01"});
     int nested = 0;
     dialogs.duringYield = [&] {
         const auto before = board.sentCharacters().size();
@@ -300,34 +301,9 @@ TEST_F(RunFixture, AClickDuringTheResetPulsesYieldIsDropped) {
     EXPECT_FALSE(tester.busy());
 }
 
-TEST_F(RunFixture, TheModeSwitchFollowsTheMenuAndTheResetDialogItsRules) {
-    panel.setChecked(Ctl::Mset_start, true);
+TEST_F(RunFixture, TheResetDialogKeepsAsksAgainAndRoundsHalvesToEven) {
     microwire();
-    EXPECT_EQ(panelText(9), QStringLiteral("Microwire"));
-    EXPECT_EQ(panelText(10), QStringLiteral("S:ON"));
-    EXPECT_TRUE(tester.startBitOn());
-    EXPECT_EQ(panel.text(Ctl::Label6), QStringLiteral("+"));
-    EXPECT_EQ(panel.text(Ctl::Label14), QStringLiteral("Stop"));
-    EXPECT_EQ(panel[Ctl::Label3].toolTip, QStringLiteral("Start bit ON (1)"));
-    EXPECT_FALSE(panel.isEnabled(Ctl::Mset_Device));
-
-    tester.Status_PanelDblClick(9); // power off: back to I2C
-    EXPECT_EQ(panelText(9), QStringLiteral("I2C"));
-    EXPECT_EQ(panelText(10), QStringLiteral("S:ON")); // kept, greyed
-    EXPECT_FALSE(panel.isEnabled(FrontPanel::panel(10)));
-    EXPECT_TRUE(tester.startBitOn());
-    EXPECT_EQ(panel.text(Ctl::Label8), QStringLiteral("A Stop"));
-    EXPECT_EQ(panel[Ctl::Label8].toolTip, QStringLiteral("Acknowledge & Stop"));
-    panel.setChecked(Ctl::Mset_start, false);
-    tester.TogglePower();
-    tester.Status_PanelDblClick(9); // powered: nothing
-    EXPECT_EQ(panelText(9), QStringLiteral("I2C"));
-    tester.TogglePower();
-    tester.Status_PanelDblClick(9);
-    EXPECT_FALSE(tester.startBitOn()); // taken from the check mark
-    EXPECT_EQ(panelText(10), QStringLiteral("S:OFF"));
-
-    // The reset dialog: 0, empty and cancel keep; out of range asks again; halves to even.
+    // 0, empty and cancel keep the value; out of range asks again; halves go to even.
     dialogs.thenInput(QStringLiteral("10")).thenMessage().thenInput(QStringLiteral("-1"));
     dialogs.thenMessage().thenInput(QStringLiteral("123456")).thenMessage();
     dialogs.thenInput(QStringLiteral("2.5"));
