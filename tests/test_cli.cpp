@@ -3,6 +3,7 @@
 // needs a chip on the board: they rest on the runs' own messages, the NACKs of an empty bus and
 // the set-up the command files bring.
 #include "files/CommandFile.h"
+#include "support/MessageTexts.h"
 
 #include <QDir>
 #include <QFile>
@@ -44,13 +45,6 @@ CliResult runCli(const QStringList& arguments, const QString& board = QStringLit
     EXPECT_TRUE(process.waitForFinished(60000));
     return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
 }
-
-const QString kInvalidI2c =
-    QStringLiteral("Error! Wrong Constans value!\r\nValid value 0...255 or &h0...&hFF");
-const QString kInvalidMicrowire =
-    QStringLiteral("Error! Wrong Constans value!\r\nValid value 0...255");
-const QString kIllegalBit =
-    QStringLiteral("Wrong command! Illegal character in string!\r\nValid characters 0 and 1 !");
 
 class CliTest : public ::testing::Test {
 protected:
@@ -151,7 +145,7 @@ TEST_F(CliTest, AnInvalidI2cConstantEndsTheRepeats) {
         const QString file = commandFile("bad.scm", {"&hA0", "300", "Stop"}, false, offSelected);
         const CliResult r = runCli({"run", file, "--repeat", "5", "--json"});
         EXPECT_EQ(r.status, 1);
-        EXPECT_EQ(r.messages(), QStringList{kInvalidI2c});
+        EXPECT_EQ(r.messages(), QStringList{kI2cBadConstant});
         const QJsonObject o = r.json();
         EXPECT_EQ(o.value(QStringLiteral("option")).toString(), QStringLiteral("Off"));
         EXPECT_TRUE(o.value(QStringLiteral("power")).toBool());
@@ -166,7 +160,7 @@ TEST_F(CliTest, MicrowireBadConstantRepeatsButAnIllegalBitStops) {
     const QString constant = commandFile("constant.scm", {"300"}, true, false);
     const CliResult repeated = runCli({"run", constant, "--repeat", "3", "--json"});
     EXPECT_EQ(repeated.status, 1);
-    EXPECT_EQ(repeated.messages(), QStringList(3, kInvalidMicrowire));
+    EXPECT_EQ(repeated.messages(), QStringList(3, kMicrowireBadConstant));
     EXPECT_EQ(repeated.json().value(QStringLiteral("mode")).toString(),
               QStringLiteral("Microwire"));
     EXPECT_TRUE(repeated.json().value(QStringLiteral("option")).isNull()); // none selected

@@ -2,6 +2,7 @@
 #include "sequence/CommandCells.h"
 #include "sim/SimulatedBoard.h"
 #include "support/BusDevices.h"
+#include "support/MessageTexts.h"
 #include "support/ScriptedDialogs.h"
 #include "ui/FrontPanel.h"
 #include "ui/Tester.h"
@@ -9,13 +10,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-const QString kI2cBadConstant =
-    QStringLiteral("Error! Wrong Constans value!\r\nValid value 0...255 or &h0...&hFF");
-const QString kMicrowireBadConstant =
-    QStringLiteral("Error! Wrong Constans value!\r\nValid value 0...255");
-const QString kIllegalBit =
-    QStringLiteral("Wrong command! Illegal character in string!\r\nValid characters 0 and 1 !");
 
 struct RunFixture : ::testing::Test {
     FrontPanel panel;
