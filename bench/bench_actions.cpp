@@ -1,9 +1,9 @@
 // Cost of whole user actions on the simulated board: a device scan, one 4-cell sequence run,
 // and how the window's event loop fares with the non-stop timer at 1 ms running both sequences.
+#include "actions/Tester.h"
 #include "app/ConsoleDialogs.h"
+#include "model/FrontPanel.h"
 #include "sim/SimulatedBoard.h"
-#include "ui/FrontPanel.h"
-#include "ui/Tester.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

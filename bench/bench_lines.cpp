@@ -4,9 +4,9 @@
 //   build/bench/bench/tamsolvix_bench
 #include "bus/I2cBus.h"
 #include "bus/PortLines.h"
-#include "bus/Trace.h"
+#include "model/Trace.h"
 #include "sim/SimulatedBoard.h"
-#include "sim/WireProbe.h"
+#include "sim/WireRecorder.h"
 
 #include <QGuiApplication>
 

@@ -1,9 +1,9 @@
 // Reads the 19 fields of a command file from arbitrary bytes, going on past failures. Checks
 // that every failure is one the reader documents, and that a file read without failure and
 // saved again reads back to the same values.
+#include "base/RunTimeError.h"
 #include "files/CommandFile.h"
 #include "files/CommandFileReader.h"
-#include "files/RunTimeError.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // Reads a number out of arbitrary text, the bytes taken as Latin-1 and, for an even count, as
 // UTF-16. Checks that the result is never NaN and that blanks, tabs and line feeds make no
 // difference wherever they stand.
-#include "sequence/Numbers.h"
+#include "base/Numbers.h"
 
 #include <cmath>
 #include <cstdint>

@@ -1,7 +1,7 @@
+#include "base/RunTimeError.h"
 #include "files/CodePage.h"
 #include "files/CommandFile.h"
 #include "files/CommandFileReader.h"
-#include "files/RunTimeError.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,10 +1,10 @@
 // The Microwire primitives, the device scan and the line test, on the simulated board.
+#include "actions/Tester.h"
 #include "bus/MicrowireBus.h"
+#include "model/FrontPanel.h"
 #include "sim/SimulatedBoard.h"
 #include "support/BusDevices.h"
 #include "support/ScriptedDialogs.h"
-#include "ui/FrontPanel.h"
-#include "ui/Tester.h"
 
 #include <gtest/gtest.h>
 

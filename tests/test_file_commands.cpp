@@ -1,9 +1,9 @@
 // Saving and opening command files through the menu, and the start-up's command file.
+#include "actions/Tester.h"
 #include "files/CommandFile.h"
+#include "model/FrontPanel.h"
 #include "sim/SimulatedBoard.h"
 #include "support/ScriptedDialogs.h"
-#include "ui/FrontPanel.h"
-#include "ui/Tester.h"
 
 #include <QFile>
 #include <QTemporaryDir>

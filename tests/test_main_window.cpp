@@ -1,10 +1,10 @@
+#include "actions/Tester.h"
+#include "model/FrontPanel.h"
 #include "sim/SimulatedBoard.h"
 #include "support/ScriptedDialogs.h"
 #include "ui/ExplanationPicture.h"
 #include "ui/ExplanationWindow.h"
-#include "ui/FrontPanel.h"
 #include "ui/MainWindow.h"
-#include "ui/Tester.h"
 
 #include <QAction>
 #include <QComboBox>

@@ -1,13 +1,13 @@
 // The observation's export to a Value Change Dump: sigrok decodes it as it decodes the board's
 // own wires, and the export's dialogs keep the user's files.
+#include "actions/Tester.h"
+#include "base/SafeSave.h"
 #include "files/ObservationVcd.h"
-#include "files/SafeSave.h"
+#include "model/FrontPanel.h"
 #include "sim/SimulatedBoard.h"
-#include "sim/WireProbe.h"
+#include "sim/WireRecorder.h"
 #include "support/ScriptedDialogs.h"
 #include "support/SigrokCli.h"
-#include "ui/FrontPanel.h"
-#include "ui/Tester.h"
 
 #include <QFile>
 #include <QTemporaryDir>

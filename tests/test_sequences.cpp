@@ -1,11 +1,11 @@
 // Command cells and the two sequence runs, their controls and the non-stop timer.
+#include "actions/Tester.h"
+#include "model/FrontPanel.h"
 #include "sequence/CommandCells.h"
 #include "sim/SimulatedBoard.h"
 #include "support/BusDevices.h"
 #include "support/MessageTexts.h"
 #include "support/ScriptedDialogs.h"
-#include "ui/FrontPanel.h"
-#include "ui/Tester.h"
 
 #include <gtest/gtest.h>
 

@@ -2,12 +2,12 @@
 // primitives, so that every byte goes over the wires as start, bits, acknowledge and stop.
 #include "bus/I2cBus.h"
 #include "bus/PortLines.h"
-#include "bus/Trace.h"
+#include "model/Trace.h"
 #include "sim/Eeprom24c02.h"
 #include "sim/Pcf8574.h"
 #include "sim/Pcf8591.h"
 #include "sim/SimulatedBoard.h"
-#include "sim/WireProbe.h"
+#include "sim/WireRecorder.h"
 #include "support/SigrokCli.h"
 
 #include <QTemporaryDir>

@@ -3,10 +3,10 @@
 // RTS through the line driver, and the data line read back through CTS.
 #include "bus/MicrowireBus.h"
 #include "bus/PortLines.h"
-#include "bus/Trace.h"
+#include "model/Trace.h"
 #include "sim/Eeprom93c46.h"
 #include "sim/SimulatedBoard.h"
-#include "sim/WireProbe.h"
+#include "sim/WireRecorder.h"
 #include "support/SigrokCli.h"
 
 #include <QTemporaryDir>

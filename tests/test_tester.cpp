@@ -1,7 +1,7 @@
+#include "actions/Tester.h"
+#include "model/FrontPanel.h"
 #include "sim/SimulatedBoard.h"
 #include "support/ScriptedDialogs.h"
-#include "ui/FrontPanel.h"
-#include "ui/Tester.h"
 
 #include <QCoreApplication>
 #include <QSettings>

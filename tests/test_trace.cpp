@@ -1,8 +1,8 @@
+#include "actions/Tester.h"
 #include "bus/I2cBus.h"
-#include "bus/Trace.h"
+#include "model/Trace.h"
 #include "sim/SimulatedBoard.h"
 #include "support/ScriptedDialogs.h"
-#include "ui/Tester.h"
 
 #include <QFile>
 #include <QImageReader>

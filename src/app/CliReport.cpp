@@ -1,8 +1,8 @@
 #include "app/CliReport.h"
 
+#include "actions/Tester.h"
 #include "files/CommandFile.h"
-#include "ui/FrontPanel.h"
-#include "ui/Tester.h"
+#include "model/FrontPanel.h"
 
 #include <QJsonValue>
 

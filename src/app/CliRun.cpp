@@ -1,10 +1,10 @@
 #include "app/CliRun.h"
 
+#include "actions/Tester.h"
 #include "app/ConsoleDialogs.h"
+#include "base/SafeSave.h"
 #include "files/BitmapFile.h"
 #include "files/ObservationVcd.h"
-#include "files/SafeSave.h"
-#include "ui/Tester.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

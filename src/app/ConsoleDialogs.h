@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/Dialogs.h"
+#include "model/Dialogs.h"
 
 #include <QStringList>
 

@@ -1,11 +1,11 @@
 // brolmet-cli: Tamsolvix without a window, for scripts and machines without a display.
+#include "actions/Tester.h"
 #include "app/BackendOptions.h"
 #include "app/CliReport.h"
 #include "app/CliRun.h"
 #include "app/ConsoleDialogs.h"
+#include "model/FrontPanel.h"
 #include "sim/SimulatedBoard.h"
-#include "ui/FrontPanel.h"
-#include "ui/Tester.h"
 
 #include <QCommandLineParser>
 #include <QGuiApplication>

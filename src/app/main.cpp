@@ -1,10 +1,10 @@
 // brolmet: the Tamsolvix main window.
+#include "actions/Tester.h"
 #include "app/BackendOptions.h"
 #include "files/FileAssociation.h"
-#include "ui/FrontPanel.h"
+#include "model/FrontPanel.h"
 #include "ui/MainWindow.h"
 #include "ui/QtDialogs.h"
-#include "ui/Tester.h"
 
 #include <QApplication>
 #include <QCommandLineParser>

@@ -1,6 +1,6 @@
 #include "bus/DeviceScan.h"
 
-#include "sequence/Numbers.h"
+#include "base/Numbers.h"
 
 DeviceScan::Acknowledged DeviceScan::run(I2cBus& bus,
                                          const std::function<void(int address)>& progress) {

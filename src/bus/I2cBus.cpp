@@ -1,6 +1,6 @@
 #include "bus/I2cBus.h"
 
-#include "bus/Trace.h"
+#include "model/Trace.h"
 
 void I2cBus::start() {
     trace_.presetHigh();

@@ -1,6 +1,6 @@
 #include "bus/MicrowireBus.h"
 
-#include "bus/Trace.h"
+#include "model/Trace.h"
 
 std::uint8_t MicrowireBus::resetCharacter(int resetValue) {
     if (resetValue < 1 || resetValue > 9)

@@ -1,7 +1,7 @@
 #include "files/BitmapFile.h"
 
-#include "files/RunTimeError.h"
-#include "files/SafeSave.h"
+#include "base/RunTimeError.h"
+#include "base/SafeSave.h"
 
 #include <QBuffer>
 

@@ -1,7 +1,7 @@
 #include "files/CommandFile.h"
 
+#include "base/SafeSave.h"
 #include "files/CodePage.h"
-#include "files/SafeSave.h"
 
 #include <QDirIterator>
 #include <QFileInfo>

@@ -1,8 +1,8 @@
 #include "files/CommandFileReader.h"
 
+#include "base/Numbers.h"
+#include "base/RunTimeError.h"
 #include "files/CodePage.h"
-#include "files/RunTimeError.h"
-#include "sequence/Numbers.h"
 
 #include <QBuffer>
 #include <QFile>

@@ -1,6 +1,6 @@
 #include "files/ObservationVcd.h"
 
-#include "files/ValueChangeDump.h"
+#include "base/ValueChangeDump.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "sequence/CommandCells.h"
 
-#include "sequence/Numbers.h"
+#include "base/Numbers.h"
 
 #include <cmath>
 

@@ -1,7 +1,7 @@
 #include "sequence/SequenceRunner.h"
 
+#include "base/Numbers.h"
 #include "sequence/CommandCells.h"
-#include "sequence/Numbers.h"
 
 using CommandCells::Kind;
 

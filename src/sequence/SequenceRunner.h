@@ -2,11 +2,11 @@
 
 #include "bus/I2cBus.h"
 #include "bus/MicrowireBus.h"
-#include "bus/Trace.h"
+#include "model/Dialogs.h"
+#include "model/FrontPanel.h"
+#include "model/TesterState.h"
+#include "model/Trace.h"
 #include "sequence/CommandCells.h"
-#include "sequence/TesterState.h"
-#include "ui/Dialogs.h"
-#include "ui/FrontPanel.h"
 
 #include <functional>
 

@@ -2,7 +2,7 @@
 
 #include "bus/PortBackend.h"
 #include "sim/SimDevice.h"
-#include "sim/WireProbe.h"
+#include "sim/WireRecorder.h"
 
 #include <QElapsedTimer>
 #include <QString>

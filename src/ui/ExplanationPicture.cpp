@@ -1,9 +1,9 @@
 #include "ui/ExplanationPicture.h"
 
+#include "actions/Tester.h"
 #include "bus/I2cBus.h"
 #include "bus/PortLines.h"
-#include "bus/Trace.h"
-#include "ui/Tester.h"
+#include "model/Trace.h"
 
 #include <QPainter>
 

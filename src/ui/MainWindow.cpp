@@ -1,6 +1,6 @@
 #include "ui/MainWindow.h"
 
-#include "ui/Tester.h"
+#include "actions/Tester.h"
 
 #include <QAction>
 #include <QCloseEvent>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/FrontPanel.h"
+#include "model/FrontPanel.h"
 
 #include <QLabel>
 #include <QMainWindow>

@@ -1,7 +1,7 @@
 #include "ui/QtDialogs.h"
 
+#include "actions/Tester.h"
 #include "ui/ExplanationWindow.h"
-#include "ui/Tester.h"
 
 #include <QApplication>
 #include <QFileDialog>

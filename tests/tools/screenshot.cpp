@@ -1,12 +1,12 @@
 // Renders the main window on the simulated board after an I2C transfer with analysis on and
 // saves it as a PNG: a look at what a user sees. Under Xvfb it uses the real window system:
 //   xvfb-run -a build/test/tests/tamsolvix_screenshot window.png [explanation.png]
+#include "actions/Tester.h"
+#include "model/FrontPanel.h"
 #include "sim/SimulatedBoard.h"
 #include "ui/ExplanationPicture.h"
-#include "ui/FrontPanel.h"
 #include "ui/MainWindow.h"
 #include "ui/QtDialogs.h"
-#include "ui/Tester.h"
 
 #include <QApplication>
 #include <QPixmap>

@@ -3,12 +3,12 @@
 #include "bus/I2cBus.h"
 #include "bus/MicrowireBus.h"
 #include "bus/PortLines.h"
-#include "bus/Trace.h"
 #include "files/CommandFile.h"
+#include "model/Dialogs.h"
+#include "model/FrontPanel.h"
+#include "model/TesterState.h"
+#include "model/Trace.h"
 #include "sequence/SequenceRunner.h"
-#include "sequence/TesterState.h"
-#include "ui/Dialogs.h"
-#include "ui/FrontPanel.h"
 
 #include <QObject>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "bus/Trace.h"
+#include "model/Trace.h"
 
 #include <QFontMetrics>
 #include <QPainter>

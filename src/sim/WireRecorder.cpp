@@ -1,6 +1,6 @@
-#include "sim/WireProbe.h"
+#include "sim/WireRecorder.h"
 
-#include "files/ValueChangeDump.h"
+#include "base/ValueChangeDump.h"
 
 #include <QFile>
 

@@ -1,16 +1,16 @@
-#include "ui/Tester.h"
+#include "actions/Tester.h"
 
+#include "base/Numbers.h"
+#include "base/RunTimeError.h"
+#include "base/SafeSave.h"
 #include "bus/DeviceScan.h"
-#include "bus/LineProbe.h"
+#include "bus/LineTest.h"
 #include "bus/MicrowireBus.h"
 #include "files/BitmapFile.h"
 #include "files/CommandFileReader.h"
 #include "files/FileAssociation.h"
 #include "files/ObservationVcd.h"
-#include "files/RunTimeError.h"
-#include "files/SafeSave.h"
 #include "sequence/CommandCells.h"
-#include "sequence/Numbers.h"
 
 #include <QDir>
 #include <QFileInfo>

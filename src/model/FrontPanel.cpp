@@ -1,4 +1,4 @@
-#include "ui/FrontPanel.h"
+#include "model/FrontPanel.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,5 +1,5 @@
 #include "sim/SimulatedBoard.h"
-#include "sim/WireProbe.h"
+#include "sim/WireRecorder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "files/RunTimeError.h"
+#include "base/RunTimeError.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
-#include "files/SafeSave.h"
+#include "base/SafeSave.h"
 
-#include "files/RunTimeError.h"
+#include "base/RunTimeError.h"
 
 #include <QSaveFile>
 

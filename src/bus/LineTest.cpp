@@ -1,6 +1,6 @@
-#include "bus/LineProbe.h"
+#include "bus/LineTest.h"
 
-#include "sequence/Numbers.h"
+#include "base/Numbers.h"
 
 QString LineProbe::Result::message() const {
     if (failed)

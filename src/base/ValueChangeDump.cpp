@@ -1,4 +1,4 @@
-#include "files/ValueChangeDump.h"
+#include "base/ValueChangeDump.h"
 
 #include <algorithm>
 
