@@ -27,7 +27,7 @@ struct Bench {
 void BM_DeviceDetect(benchmark::State& state) {
     Bench b;
     for (auto _ : state)
-        b.tester.DeviceDetect();
+        b.tester.diagnostics().DeviceDetect();
     state.SetItemsProcessed(state.iterations() * 256 * 43);
 }
 BENCHMARK(BM_DeviceDetect)->Unit(benchmark::kMillisecond);
@@ -41,13 +41,13 @@ void BM_I2cSequenceRun(benchmark::State& state) {
     for (int k = 1; k <= 4; ++k)
         b.panel.setText(FrontPanel::cell(1, k), cells[k - 1]);
     if (b.tester.analysisOn() != (state.range(0) != 0))
-        b.tester.Anal_be_Click();
-    b.tester.TogglePower();
+        b.tester.observation().Anal_be_Click();
+    b.tester.power().TogglePower();
     for (auto _ : state) {
-        b.tester.RunSequence(1);
+        b.tester.runs().RunSequence(1);
         if (b.panel.text(Ctl::Dump1).size() > 4000) {
             state.PauseTiming();
-            b.tester.Cl1_Click();
+            b.tester.runs().Cl1_Click();
             state.ResumeTiming();
         }
     }
@@ -67,7 +67,7 @@ void BM_NonStopTimerResponsiveness(benchmark::State& state) {
     b.panel.setText(Ctl::C2, QStringLiteral("&h00"));
     b.panel.setText(Ctl::D1, QStringLiteral("&hA1"));
     b.panel.setText(Ctl::D2, QStringLiteral("Dump2"));
-    b.tester.TogglePower();
+    b.tester.power().TogglePower();
     int ticks = 0;
     QObject::connect(&b.tester.timer(), &QTimer::timeout, [&ticks] { ++ticks; });
     for (auto _ : state) {
@@ -86,15 +86,15 @@ void BM_NonStopTimerResponsiveness(benchmark::State& state) {
                 ++events;
             });
         });
-        b.tester.selectOption(Ctl::Ns12);
+        b.tester.runs().selectOption(Ctl::Ns12);
         QTimer::singleShot(0, [&] { input.start(); });
         QElapsedTimer wall;
         wall.start();
         while (wall.elapsed() < 500)
             QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        b.tester.selectOption(Ctl::Noff);
+        b.tester.runs().selectOption(Ctl::Noff);
         input.stop();
-        b.tester.Cl2_Click();
+        b.tester.runs().Cl2_Click();
         state.counters["ticks_per_s"] = ticks * 1000.0 / static_cast<double>(wall.elapsed());
         state.counters["event_wait_max_us"] = worstUs;
         state.counters["event_wait_mean_us"] = events ? totalUs / events : 0;

@@ -37,9 +37,9 @@ BENCHMARK(BM_BarePortCalls);
 void BM_PortCallsWithChips(benchmark::State& state) {
     auto board = SimulatedBoard::fromVariant(QString());
     PortBackend& port = *board;
-    WireProbe probe;
+    WireRecorder probe;
     if (state.range(0) != 0)
-        board->setProbe(&probe);
+        board->setRecorder(&probe);
     QString why;
     port.open(&why);
     std::size_t n = 0;
@@ -65,7 +65,7 @@ void BM_ScanWithChips(benchmark::State& state) {
     auto board = SimulatedBoard::fromVariant(QString());
     PortLines lines(*board);
     Trace trace(kPicture);
-    I2cBus i2c(lines, trace);
+    I2cBus i2c(lines);
     lines.openPortI2c();
     const std::uint64_t before = board->portCalls();
     for (auto _ : state)
@@ -158,7 +158,7 @@ void BM_I2cWriteByte(benchmark::State& state) {
     SimulatedBoard board;
     PortLines lines(board);
     Trace trace(kPicture);
-    I2cBus i2c(lines, trace);
+    I2cBus i2c(lines);
     lines.setRecorder(&trace);
     lines.openPortI2c();
     int value = 0;

@@ -2,6 +2,7 @@
 #include "actions/Tester.h"
 #include "bus/MicrowireBus.h"
 #include "model/FrontPanel.h"
+#include "model/PanelTexts.h"
 #include "sim/SimulatedBoard.h"
 #include "support/BusDevices.h"
 #include "support/ScriptedDialogs.h"
@@ -40,7 +41,7 @@ struct BoardFixture : ::testing::Test {
 TEST_F(BoardFixture, MicrowireBitsAndBytesGoOutMostSignificantFirstAndEndHigh) {
     startBare();
     WireLog& log = board->attach(std::make_unique<WireLog>());
-    tester->TogglePower();
+    tester->power().TogglePower();
     MicrowireBus& bus = tester->microwire();
 
     log.levels.clear();
@@ -64,10 +65,10 @@ TEST_F(BoardFixture, MicrowireBitsAndBytesGoOutMostSignificantFirstAndEndHigh) {
 
 TEST_F(BoardFixture, MicrowireReadsFollowTheDataLineAndTheResetTableAndTimes) {
     start(QStringLiteral("cts-high"));
-    tester->TogglePower();
+    tester->power().TogglePower();
     EXPECT_EQ(tester->microwire().readByte(), 255);
     start(QStringLiteral("cts-low"));
-    tester->TogglePower();
+    tester->power().TogglePower();
     EXPECT_EQ(tester->microwire().readByte(), 0);
 
     EXPECT_EQ(MicrowireBus::resetCharacter(1), 0x00);
@@ -80,7 +81,7 @@ TEST_F(BoardFixture, MicrowireReadsFollowTheDataLineAndTheResetTableAndTimes) {
     const char* texts[] = {"416.67",  "833.33",  "1250.00", "1666.67", "2083.33",
                            "2500.00", "2916.67", "3333.33", "3750.00"};
     for (int n = 1; n <= 9; ++n)
-        EXPECT_EQ(resetTimeDigits(n), QLatin1String(texts[n - 1])) << n;
+        EXPECT_EQ(PanelTexts::resetTimeDigits(n), QLatin1String(texts[n - 1])) << n;
 }
 
 TEST_F(BoardFixture, ResetPulseOnAClosedPortSendsNothingAndGoesOn) {
@@ -88,7 +89,7 @@ TEST_F(BoardFixture, ResetPulseOnAClosedPortSendsNothingAndGoesOn) {
     board->selectPort(4); // a port that does not exist: the power-on fails
     panel.setChecked(Ctl::Mset_micro, true);
     dialogs.thenMessage();
-    tester->TogglePower();
+    tester->power().TogglePower();
     ASSERT_TRUE(tester->powerOn());
     ASSERT_FALSE(board->isOpen());
     tester->microwire().resetPulse(9);
@@ -97,7 +98,7 @@ TEST_F(BoardFixture, ResetPulseOnAClosedPortSendsNothingAndGoesOn) {
 
 TEST_F(BoardFixture, DeviceDetectReportsWhatAnsweredAndLeavesThePowerOff) {
     startBare(); // no chip on the bus: the data line stays high
-    tester->DeviceDetect();
+    tester->diagnostics().DeviceDetect();
     EXPECT_EQ(panel.text(Ctl::Dump1), QStringLiteral("Acknowledge Not Found !\r\n"));
     EXPECT_EQ(panel.text(Ctl::Hex1), QString());
     EXPECT_EQ(panelText(4), QString());
@@ -106,13 +107,13 @@ TEST_F(BoardFixture, DeviceDetectReportsWhatAnsweredAndLeavesThePowerOff) {
     EXPECT_EQ(dialogs.yields, 1);
 
     start(QStringLiteral("cts-low")); // every address "acknowledges": no device at all
-    tester->DeviceDetect();
+    tester->diagnostics().DeviceDetect();
     EXPECT_EQ(panel.text(Ctl::Dump1), QStringLiteral("Device Not Found !\r\n"));
     EXPECT_EQ(panel.text(Ctl::Hex1), QString());
     EXPECT_EQ(panelText(4), QStringLiteral("A"));
 
     start(); // the test board's chips
-    tester->DeviceDetect();
+    tester->diagnostics().DeviceDetect();
     EXPECT_EQ(panel.text(Ctl::Dump1),
               QStringLiteral("Acknowledge Found !\r\nAddres:   64  65  144  145  160  161\r\n"));
     EXPECT_EQ(panel.text(Ctl::Hex1), QStringLiteral("40 41 90 91 A0 A1 "));
@@ -120,9 +121,9 @@ TEST_F(BoardFixture, DeviceDetectReportsWhatAnsweredAndLeavesThePowerOff) {
     startBare();
     board->attach(std::make_unique<AckDevice>(0x00));
     board->attach(std::make_unique<AckDevice>(0xA0));
-    tester->selectOption(Ctl::Ns1);
-    tester->TogglePower(); // already powered: off at the end all the same
-    tester->DeviceDetect();
+    tester->runs().selectOption(Ctl::Ns1);
+    tester->power().TogglePower(); // already powered: off at the end all the same
+    tester->diagnostics().DeviceDetect();
     EXPECT_EQ(panel.text(Ctl::Dump1),
               QStringLiteral("Acknowledge Found !\r\nAddres:   0  1  160  161\r\n"));
     EXPECT_EQ(panel.text(Ctl::Hex1), QStringLiteral("0 1 A0 A1 "));
@@ -139,7 +140,7 @@ TEST_F(BoardFixture, DeviceDetectReportsWhatAnsweredAndLeavesThePowerOff) {
 TEST_F(BoardFixture, LineProbePassesOnTheStrapAndListsEveryFaultyPeriod) {
     start();
     dialogs.thenMessage();
-    tester->LineProbe();
+    tester->diagnostics().LineProbe();
     EXPECT_EQ(dialogs.messages(), QStringList{QStringLiteral("Line Probe OK !")});
     EXPECT_EQ(dialogs.yields, 11);
     EXPECT_FALSE(tester->powerOn());
@@ -157,7 +158,7 @@ TEST_F(BoardFixture, LineProbePassesOnTheStrapAndListsEveryFaultyPeriod) {
         start(variant);
         dialogs.shown.clear();
         dialogs.thenMessage();
-        tester->LineProbe();
+        tester->diagnostics().LineProbe();
         EXPECT_EQ(dialogs.messages(), QStringList{expected}) << variant.toStdString();
     }
 }

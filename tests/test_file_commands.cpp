@@ -35,21 +35,21 @@ struct FileFixture : ::testing::Test {
 } // namespace
 
 TEST_F(FileFixture, SaveThenOpenRestoresTheSetUpAndLineFiveNamesTheFile) {
-    tester.Mset_micro_Click();
-    tester.Mset_start_Click();
+    tester.setup().Mset_micro_Click();
+    tester.setup().Mset_start_Click();
     dialogs.thenInput(QStringLiteral("4"));
-    tester.Mset_reset_Click();
+    tester.setup().Mset_reset_Click();
     dialogs.thenInput(QStringLiteral("250"));
-    tester.Mset_timer_Click();
+    tester.setup().Mset_timer_Click();
     panel.setText(Ctl::C1, QStringLiteral("x1,0"));
     panel.setText(Ctl::D4, QStringLiteral("Dump2"));
     dialogs.thenInput(QStringLiteral("a note, with a comma"));
-    tester.EditNote();
-    tester.selectOption(Ctl::Ns1);
-    tester.TogglePower();
+    tester.setup().EditNote();
+    tester.runs().selectOption(Ctl::Ns1);
+    tester.power().TogglePower();
 
     dialogs.thenSaveFile(path("bench.scm"));
-    tester.Mfile_save_Click();
+    tester.files().Mfile_save_Click();
     EXPECT_FALSE(tester.powerOn()); // switched off before the dialog
     EXPECT_EQ(panel.text(Ctl::Fo), QStringLiteral("I2C/Microwire Tamsolvix V 3. 0. 0 : bench.scm"));
     ASSERT_TRUE(QFile::rename(path("bench.scm"), path("renamed.scm")));
@@ -59,7 +59,7 @@ TEST_F(FileFixture, SaveThenOpenRestoresTheSetUpAndLineFiveNamesTheFile) {
     Tester other(fresh, board, freshDialogs);
     other.startUp({});
     freshDialogs.thenOpenFile(path("renamed.scm"));
-    other.Mfile_open_Click();
+    other.files().Mfile_open_Click();
     EXPECT_EQ(fresh.text(Ctl::Fo), QStringLiteral("I2C/Microwire Tamsolvix V 3. 0. 0 : bench.scm"));
     EXPECT_TRUE(fresh.isChecked(Ctl::Mset_micro));
     EXPECT_TRUE(fresh.isChecked(Ctl::Mset_start));
@@ -76,14 +76,14 @@ TEST_F(FileFixture, SaveThenOpenRestoresTheSetUpAndLineFiveNamesTheFile) {
     for (Ctl option : {Ctl::Noff, Ctl::Ns1, Ctl::Ns2, Ctl::Ns12})
         EXPECT_FALSE(fresh.isChecked(option));
     EXPECT_FALSE(other.timer().isActive());
-    EXPECT_EQ(other.commandFile(QStringLiteral("bench.scm")),
-              tester.commandFile(QStringLiteral("bench.scm")));
+    EXPECT_EQ(other.files().commandFile(QStringLiteral("bench.scm")),
+              tester.files().commandFile(QStringLiteral("bench.scm")));
 }
 
 TEST_F(FileFixture, OverwritingAsksFirstAndOtherLetterCasesAreOtherNames) {
     write(path("kept.scm"), "old");
     dialogs.thenSaveFile(path("kept.scm")).thenMessage(Dialogs::Answer::No);
-    tester.Mfile_save_Click();
+    tester.files().Mfile_save_Click();
     EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("'kept.scm' is exist ! Overwrite ?"));
     EXPECT_EQ(dialogs.shown.back().icon, Dialogs::Icon::Question);
     QFile kept(path("kept.scm"));
@@ -92,25 +92,25 @@ TEST_F(FileFixture, OverwritingAsksFirstAndOtherLetterCasesAreOtherNames) {
     EXPECT_EQ(tester.currentFileTitle(), QStringLiteral("No Title"));
 
     dialogs.thenOpenFile(path("KEPT.scm")).thenMessage();
-    tester.Mfile_open_Click();
+    tester.files().Mfile_open_Click();
     EXPECT_EQ(dialogs.messages().back(), QStringLiteral("'KEPT.scm' is NOT exist !"));
     EXPECT_EQ(dialogs.shown.back().icon, Dialogs::Icon::Critical);
 
     // Cancel ends both silently, after the power was switched off.
-    tester.TogglePower();
+    tester.power().TogglePower();
     dialogs.thenSaveFile(std::nullopt);
-    tester.Mfile_save_Click();
+    tester.files().Mfile_save_Click();
     EXPECT_FALSE(tester.powerOn());
-    tester.TogglePower();
+    tester.power().TogglePower();
     dialogs.thenOpenFile(std::nullopt);
-    tester.Mfile_open_Click();
+    tester.files().Mfile_open_Click();
     EXPECT_FALSE(tester.powerOn());
 }
 
 TEST_F(FileFixture, ATextWithADoubleQuoteIsRefusedAndNothingIsWritten) {
     panel.setText(Ctl::C2, QStringLiteral("say \"hi\""));
     dialogs.thenSaveFile(path("quote.scm")).thenMessage();
-    tester.Mfile_save_Click();
+    tester.files().Mfile_save_Click();
     EXPECT_TRUE(dialogs.messages().back().contains(QStringLiteral("C2")));
     EXPECT_FALSE(QFile::exists(path("quote.scm")));
     EXPECT_EQ(tester.currentFileTitle(), QStringLiteral("No Title"));
@@ -124,7 +124,7 @@ TEST_F(FileFixture, BadFilesStopAtTheirFirstBadLineWithTheirMessages) {
 
     write(path("header.scm"), QByteArray(bytes).replace("V2", "V3"));
     dialogs.thenOpenFile(path("header.scm")).thenMessage();
-    tester.Mfile_open_Click();
+    tester.files().Mfile_open_Click();
     EXPECT_EQ(dialogs.messages().back(), QStringLiteral("Not compatible file format version !"));
     EXPECT_EQ(tester.currentFileTitle(), QStringLiteral("header.scm")); // and nothing else
     EXPECT_EQ(panel.text(Ctl::Fo), QStringLiteral("I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"));
@@ -132,21 +132,21 @@ TEST_F(FileFixture, BadFilesStopAtTheirFirstBadLineWithTheirMessages) {
     // Port 300 (error 6) after the header: the dialog comes again, then Cancel.
     write(path("port.scm"), QByteArray(bytes).replace("\r\n2\r\n", "\r\n300\r\n"));
     dialogs.thenOpenFile(path("port.scm")).thenMessage().thenOpenFile(std::nullopt);
-    tester.Mfile_open_Click();
+    tester.files().Mfile_open_Click();
     EXPECT_EQ(dialogs.messages().back(), QStringLiteral("Eror in File funktions ! Error Code: 6"));
 
     // A short file: the lines before the missing one stay applied, the title is not updated.
     write(path("short.scm"), bytes.left(bytes.indexOf("#TRUE#")));
     dialogs.thenMessage();
-    tester.loadAtStartUp(path("short.scm")); // the start-up variant names the path
+    tester.files().loadAtStartUp(path("short.scm")); // the start-up variant names the path
     EXPECT_EQ(dialogs.messages().back(),
               QStringLiteral("Eror in File funktions ! Error Code: 62 ") + path("short.scm"));
     EXPECT_EQ(panelText(1), QStringLiteral("Port: 2"));
     EXPECT_EQ(panel.text(Ctl::Fo), QStringLiteral("I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"));
 
     dialogs.thenMessage().thenMessage();
-    tester.loadAtStartUp(path("missing.scm"));
-    tester.loadAtStartUp(dir.path());
+    tester.files().loadAtStartUp(path("missing.scm"));
+    tester.files().loadAtStartUp(dir.path());
     EXPECT_EQ(dialogs.messages().mid(dialogs.messages().size() - 2),
               (QStringList{QStringLiteral("File Not Found !"), QStringLiteral("Drive Problem !")}));
 }
@@ -154,9 +154,9 @@ TEST_F(FileFixture, BadFilesStopAtTheirFirstBadLineWithTheirMessages) {
 TEST_F(FileFixture, AFileInI2cModeTakesTheProgramOutOfMicrowire) {
     CommandFile i2c;
     write(path("i2c.scm"), i2c.bytes());
-    tester.Mset_micro_Click();
+    tester.setup().Mset_micro_Click();
     dialogs.thenOpenFile(path("i2c.scm"));
-    tester.Mfile_open_Click();
+    tester.files().Mfile_open_Click();
     EXPECT_FALSE(panel.isChecked(Ctl::Mset_micro));
     EXPECT_TRUE(panel.isEnabled(Ctl::Mset_Device));
     EXPECT_EQ(panelText(9), QStringLiteral("I2C"));

@@ -1,4 +1,5 @@
 #include "actions/Tester.h"
+#include "model/FileTexts.h"
 #include "model/FrontPanel.h"
 #include "sim/SimulatedBoard.h"
 #include "support/ScriptedDialogs.h"
@@ -68,7 +69,7 @@ TEST_F(WindowFixture, EveryControlMirrorsTheModel) {
     EXPECT_EQ(window->popupMenu()->actions().size(), 3);
 
     // Model changes reach the widgets...
-    tester.TogglePower();
+    tester.power().TogglePower();
     EXPECT_EQ(get<QPushButton>(Ctl::PowerG)->text(), QStringLiteral("Power ON"));
     EXPECT_TRUE(get<QPushButton>(Ctl::PowerG)->styleSheet().contains(QStringLiteral("#ff8080")));
     EXPECT_FALSE(window->action(Ctl::Mset_micro)->isEnabled());
@@ -155,7 +156,7 @@ TEST(ExplanationWindow, BeepsOnOpeningAndAnyClickOnItClosesIt) {
 }
 
 TEST_F(WindowFixture, ThePictureShowsTheTraceAndItsMenusReachTheirActions) {
-    EXPECT_EQ(window->observation()->contentsRect().size(), Tester::kPictureSize);
+    EXPECT_EQ(window->observation()->contentsRect().size(), Trace::kPictureSize);
     window->action(Ctl::Anal_exp)->trigger();
     window->popupMenu()->actions()[2]->trigger(); // Explanation
     EXPECT_EQ(dialogs.explanations, 2);
@@ -178,7 +179,7 @@ TEST_F(WindowFixture, ThePictureShowsTheTraceAndItsMenusReachTheirActions) {
     window->action(Ctl::Fexport)->trigger();
     window->popupMenu()->actions()[1]->trigger(); // Export to Bitmap
     window->action(Ctl::Anal_vcd)->trigger();     // nothing has run
-    EXPECT_EQ(dialogs.messages().last(), Tester::kNoLineEvents);
+    EXPECT_EQ(dialogs.messages().last(), FileTexts::kNoLineEvents);
     EXPECT_TRUE(dialogs.scriptUsedUp());
 
     // A right-button release over the picture opens the pop-up menu; other buttons do not.

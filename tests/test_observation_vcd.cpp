@@ -3,6 +3,7 @@
 #include "actions/Tester.h"
 #include "base/SafeSave.h"
 #include "files/ObservationVcd.h"
+#include "model/FileTexts.h"
 #include "model/FrontPanel.h"
 #include "sim/SimulatedBoard.h"
 #include "sim/WireRecorder.h"
@@ -57,9 +58,9 @@ TEST_F(ExportFixture, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
     SKIP_WITHOUT_SIGROK();
     // Two bytes into the EEPROM, then the dummy write and the read of the next run pair.
     cells(1, {"&hA0", "&h10", "&h41", "&h42"});
-    tester.Go1_Click();
+    tester.runs().Go1_Click();
     dialogs.thenSaveFile(path("write.vcd"));
-    tester.ExportObservationVcd();
+    tester.observation().ExportObservationVcd();
     EXPECT_EQ(decode(path("write.vcd"), kI2c, kI2cAnnotations),
               QStringList({"Start", "Write", "Address write: A0", "ACK", "Data write: 10", "ACK",
                            "Data write: 41", "ACK", "Data write: 42", "ACK", "Stop"}));
@@ -67,14 +68,14 @@ TEST_F(ExportFixture, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
     board->elapse(10'000'000); // the write cycle
     cells(1, {"&hA0", "&h10"});
     cells(2, {"&hA1", "Dump1", "Dump1"});
-    tester.Go1_Click();
-    WireProbe probe;
-    board->setProbe(&probe);
-    tester.Go2_Click();
-    board->setProbe(nullptr);
+    tester.runs().Go1_Click();
+    WireRecorder probe;
+    board->setRecorder(&probe);
+    tester.runs().Go2_Click();
+    board->setRecorder(nullptr);
     ASSERT_EQ(panel.text(Ctl::Hex1), QStringLiteral("41 42 "));
     dialogs.thenSaveFile(path("read.vcd"));
-    tester.ExportObservationVcd();
+    tester.observation().ExportObservationVcd();
     ASSERT_TRUE(probe.writeVcd(path("wires.vcd")));
 
     // The export knows the chip's bits only from the samples, yet reads as the wire does.
@@ -92,9 +93,9 @@ TEST_F(ExportFixture, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
 
 TEST_F(ExportFixture, TheResetCharacterIsOnTxdUntilItsStopBitHasGone) {
     SKIP_WITHOUT_SIGROK();
-    tester.Mset_micro_Click();
+    tester.setup().Mset_micro_Click();
     cells(1, {"&h18", "Dump1"});
-    tester.Go1_Click();
+    tester.runs().Go1_Click();
     // The run itself is over long before the character's 4.2 ms.
     const QString vcd = path("reset.vcd");
     ASSERT_EQ(saveWhole(vcd, observationVcd(tester.lineEvents())), 0);
@@ -106,35 +107,35 @@ TEST_F(ExportFixture, TheResetCharacterIsOnTxdUntilItsStopBitHasGone) {
 TEST_F(ExportFixture, NothingToExportIsSaidAndAnExistingFileIsOnlyReplacedWhenTheUserSaysSo) {
     // Nothing has run yet.
     dialogs.thenMessage();
-    tester.ExportObservationVcd();
-    EXPECT_EQ(dialogs.messages(), QStringList{Tester::kNoLineEvents});
+    tester.observation().ExportObservationVcd();
+    EXPECT_EQ(dialogs.messages(), QStringList{FileTexts::kNoLineEvents});
 
     // A run without analysis empties the log of the one before.
     cells(1, {"&hA0"});
-    tester.Go1_Click();
+    tester.runs().Go1_Click();
     EXPECT_FALSE(tester.lineEvents().empty());
-    tester.Anal_be_Click();
-    tester.Go1_Click();
+    tester.observation().Anal_be_Click();
+    tester.runs().Go1_Click();
     EXPECT_TRUE(tester.lineEvents().empty());
     dialogs.thenMessage();
-    tester.ExportObservationVcd();
+    tester.observation().ExportObservationVcd();
     EXPECT_EQ(dialogs.messages().size(), 2);
 
     // The suggested name follows the command file's title; "No" keeps the file as it was.
-    tester.Anal_be_Click();
-    tester.Go1_Click();
+    tester.observation().Anal_be_Click();
+    tester.runs().Go1_Click();
     QFile existing(path("keep.vcd"));
     ASSERT_TRUE(existing.open(QIODevice::WriteOnly) && existing.write("mine") == 4);
     existing.close();
     dialogs.thenSaveFile(path("keep.vcd")).thenMessage(Dialogs::Answer::No);
-    tester.ExportObservationVcd();
+    tester.observation().ExportObservationVcd();
     EXPECT_EQ(dialogs.shown[dialogs.shown.size() - 2].defaultText, QStringLiteral("No Title.vcd"));
     EXPECT_EQ(dialogs.messages().last(), QStringLiteral("'keep.vcd' is exist ! Overwrite ?"));
     EXPECT_EQ(contents(path("keep.vcd")), QByteArray("mine"));
 
     // A folder that is not there: a message naming the file, and nothing else written.
     dialogs.thenSaveFile(path("missing/run.vcd")).thenMessage();
-    tester.ExportObservationVcd();
+    tester.observation().ExportObservationVcd();
     EXPECT_TRUE(dialogs.messages().last().contains(QStringLiteral("run.vcd")))
         << dialogs.messages().last().toStdString();
     EXPECT_FALSE(QFile::exists(path("missing")));

@@ -31,7 +31,7 @@ struct RunFixture : ::testing::Test {
     QString cell(int sequence, int k) const { return panel.text(FrontPanel::cell(sequence, k)); }
     QString panelText(int n) const { return panel.text(FrontPanel::panel(n)); }
     void microwire() {
-        tester.Mset_micro_Click();
+        tester.setup().Mset_micro_Click();
         ASSERT_TRUE(panel.isChecked(Ctl::Mset_micro));
     }
 };
@@ -81,13 +81,13 @@ TEST_F(RunFixture, TheStopRuleGreysTheCellsBehindAStopInBothRows) {
 }
 
 TEST_F(RunFixture, AnI2cRunWritesReadsAndShowsItsResults) {
-    tester.RunSequence(1); // power off: nothing at all
+    tester.runs().RunSequence(1); // power off: nothing at all
     EXPECT_EQ(board.portCalls(), 0u);
     EXPECT_EQ(panelText(2), QStringLiteral("Sequence 1: Stop"));
 
     cells(1, {"&hA0", "&h10", "Constans", "Potmeter"});
     panel.setValue(Ctl::Analog_ki, 0x1A3); // the slider's low eight bits go out
-    tester.Go1_Click();
+    tester.runs().Go1_Click();
     EXPECT_TRUE(tester.powerOn());
     EXPECT_EQ(chip.written, (std::vector<int>{0x10, 0x00, 0xA3}));
     EXPECT_EQ(cell(1, 1), QStringLiteral(" 160"));
@@ -98,7 +98,7 @@ TEST_F(RunFixture, AnI2cRunWritesReadsAndShowsItsResults) {
 
     // A read address nobody answers: no "A", and the read bytes are 255.
     cells(2, {"&h91", "Dump1", "Dump1"});
-    tester.Go2_Click();
+    tester.runs().Go2_Click();
     EXPECT_EQ(panelText(4), QString());
     EXPECT_EQ(panel.text(Ctl::Hex1), QStringLiteral("FF FF "));
     EXPECT_EQ(panel.text(Ctl::Dump1), QStringLiteral("255 255 "));
@@ -107,7 +107,7 @@ TEST_F(RunFixture, AnI2cRunWritesReadsAndShowsItsResults) {
     // of a transfer is not acknowledged, the others are.
     cells(2, {"&hA1", "Indicator", "Dump1", "Dump2"});
     log.levels.clear();
-    tester.Go2_Click();
+    tester.runs().Go2_Click();
     EXPECT_EQ(panelText(4), QStringLiteral("A"));
     EXPECT_EQ(panel.value(Ctl::Analog_be), 0x5A);
     EXPECT_EQ(panel.text(Ctl::Analog_be_sz), QStringLiteral(" 90"));
@@ -120,17 +120,17 @@ TEST_F(RunFixture, AnI2cRunWritesReadsAndShowsItsResults) {
     EXPECT_EQ(bits[27], 0);
     EXPECT_EQ(bits[36], 1);
 
-    tester.Cl1_Click();
+    tester.runs().Cl1_Click();
     EXPECT_EQ(panel.text(Ctl::Dump1), QString());
     EXPECT_EQ(panel.text(Ctl::Hex1), QString());
     EXPECT_EQ(panel.text(Ctl::Dump2), QStringLiteral("090 "));
 }
 
 TEST_F(RunFixture, AStopFirstRunIsStartThenStopAndEmptiesTheMarks) {
-    tester.TogglePower();
+    tester.power().TogglePower();
     panel.setText(FrontPanel::panel(5), QStringLiteral("A"));
     const auto calls = board.portCalls();
-    tester.RunSequence(1);
+    tester.runs().RunSequence(1);
     // start D1 C1 D0, stop D0 C1 D1
     EXPECT_EQ(board.portCalls() - calls, 6u);
     EXPECT_EQ(panelText(5), QString());
@@ -139,19 +139,19 @@ TEST_F(RunFixture, AStopFirstRunIsStartThenStopAndEmptiesTheMarks) {
 
 TEST_F(RunFixture, AnInvalidConstantUnderTheTimerIsReportedOnceAndStopsTheTimer) {
     cells(1, {"&hA0", "300", "&h10"});
-    tester.TogglePower();
-    tester.selectOption(Ctl::Ns12);
+    tester.power().TogglePower();
+    tester.runs().selectOption(Ctl::Ns12);
     ASSERT_TRUE(tester.timer().isActive());
     int ticksDuringBox = 0;
     dialogs.duringMessage = [&] {
         // Ticks that arrive while the box is open are dropped, not nested in the run.
         EXPECT_TRUE(tester.busy());
-        tester.Timer_Timer();
-        tester.Go2_Click();
+        tester.runs().Timer_Timer();
+        tester.runs().Go2_Click();
         ++ticksDuringBox;
     };
     dialogs.thenMessage();
-    tester.Timer_Timer();
+    tester.runs().Timer_Timer();
     EXPECT_EQ(dialogs.messages(), QStringList{kI2cBadConstant});
     EXPECT_EQ(ticksDuringBox, 1);
     EXPECT_TRUE(chip.written.empty()); // only the address went out
@@ -173,23 +173,23 @@ TEST_F(RunFixture, TimerTicksRunTheSelectionAndTheEnterKeyItsRow) {
         if (c == FrontPanel::panel(3) && panelText(3) == u"Sequence 2: Run")
             runs2 += runs1 > 0 ? 1 : 100; // Sequence 2 must come after Sequence 1
     });
-    tester.selectOption(Ctl::Ns12);
-    tester.Timer_Timer(); // power off: the ticks do nothing
+    tester.runs().selectOption(Ctl::Ns12);
+    tester.runs().Timer_Timer(); // power off: the ticks do nothing
     EXPECT_EQ(runs1 + runs2, 0);
-    tester.TogglePower();
-    tester.Timer_Timer();
+    tester.power().TogglePower();
+    tester.runs().Timer_Timer();
     EXPECT_EQ(runs1, 1);
     EXPECT_EQ(runs2, 1);
-    tester.selectOption(Ctl::Ns2);
-    tester.Timer_Timer();
+    tester.runs().selectOption(Ctl::Ns2);
+    tester.runs().Timer_Timer();
     EXPECT_EQ(runs1, 1);
     EXPECT_EQ(runs2, 2);
-    tester.selectOption(Ctl::Noff);
-    tester.Timer_Timer();
+    tester.runs().selectOption(Ctl::Noff);
+    tester.runs().Timer_Timer();
     EXPECT_EQ(runs2, 2);
 
-    tester.cellEnterPressed(Ctl::C4);
-    tester.cellEnterPressed(Ctl::D3);
+    tester.runs().cellEnterPressed(Ctl::C4);
+    tester.runs().cellEnterPressed(Ctl::D3);
     EXPECT_EQ(runs1, 2);
     EXPECT_EQ(runs2, 3);
 }
@@ -200,29 +200,29 @@ TEST_F(RunFixture, TheIntervalDialogTakesOneTo2000AndElseAThousand) {
                                                    {"2001", 1000}, {"abc", 1000},  {"700", 700}};
     for (const auto& [answer, interval] : answers) {
         dialogs.thenInput(QString::fromLatin1(answer));
-        tester.Mset_timer_Click();
+        tester.setup().Mset_timer_Click();
         EXPECT_EQ(tester.timerInterval(), interval) << answer;
     }
     dialogs.thenInput(QString());
-    tester.Mset_timer_Click();
+    tester.setup().Mset_timer_Click();
     dialogs.thenInput(std::nullopt);
-    tester.Mset_timer_Click();
+    tester.setup().Mset_timer_Click();
     EXPECT_EQ(tester.timerInterval(), 700);
     EXPECT_EQ(panelText(8), QStringLiteral(" 700mS"));
     EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("Non-Stop Timer Setting\r\nActual: 700mS"));
 
     dialogs.thenInput(QStringLiteral("250"));
-    tester.Status_PanelDblClick(8); // the panel shows the current interval
+    tester.setup().Status_PanelDblClick(8); // the panel shows the current interval
     EXPECT_EQ(tester.timerInterval(), 250);
     panel.setText(FrontPanel::panel(8), QStringLiteral(" 999mS"));
-    tester.Status_PanelDblClick(8); // not the current interval: nothing opens
+    tester.setup().Status_PanelDblClick(8); // not the current interval: nothing opens
 }
 
 TEST_F(RunFixture, AMicrowireRunSendsResetStartBitBitsAndBytes) {
     microwire();
     EXPECT_FALSE(tester.startBitOn()); // the check mark, cleared in I2C mode, decides
     cells(1, {"X101", "&hA5", "Dump1"});
-    tester.Go1_Click();
+    tester.runs().Go1_Click();
     EXPECT_EQ(board.sentCharacters(), (std::vector<std::uint8_t>{0xFF}));
     EXPECT_EQ(dialogs.yields, 1);
     // 1 0 1, then 0xA5; the reset pulse's own rise of the clock comes first
@@ -238,26 +238,26 @@ TEST_F(RunFixture, AMicrowireRunSendsResetStartBitBitsAndBytes) {
     EXPECT_EQ(board.wires().dtr && board.wires().rts, true);
 
     // Sequence 2 with the start bit on fills the display its cell names.
-    tester.Mset_start_Click();
+    tester.setup().Mset_start_Click();
     ASSERT_TRUE(tester.startBitOn());
     cells(2, {"x", "x0"});
     log.levels.clear();
-    tester.Go2_Click();
+    tester.runs().Go2_Click();
     bits = log.bitsOnRisingClock();
     EXPECT_EQ(bits, (std::vector<int>{1, 1, 0})); // the reset pulse, the start bit, the 0
     cells(2, {"Dump1"});
-    tester.Go2_Click();
+    tester.runs().Go2_Click();
     EXPECT_EQ(panel.text(Ctl::Hex1), QStringLiteral("FF FF "));
     EXPECT_EQ(panel.text(Ctl::Dump2), QString());
 }
 
 TEST_F(RunFixture, MicrowireRejectsAnIllegalBitWithTheTimerOffAndABadConstantWithout) {
     microwire();
-    tester.TogglePower();
-    tester.selectOption(Ctl::Ns1);
+    tester.power().TogglePower();
+    tester.runs().selectOption(Ctl::Ns1);
     cells(1, {"256"});
     dialogs.thenMessage();
-    tester.Timer_Timer();
+    tester.runs().Timer_Timer();
     EXPECT_TRUE(tester.timer().isActive());
     EXPECT_TRUE(panel.isChecked(Ctl::Ns1));
     EXPECT_EQ(cell(1, 1), QStringLiteral("256"));
@@ -265,7 +265,7 @@ TEST_F(RunFixture, MicrowireRejectsAnIllegalBitWithTheTimerOffAndABadConstantWit
     cells(1, {"2.9", "x10a1"});
     log.levels.clear();
     dialogs.thenMessage();
-    tester.Timer_Timer();
+    tester.runs().Timer_Timer();
     EXPECT_EQ(dialogs.messages(), (QStringList{kMicrowireBadConstant, kIllegalBit}));
     EXPECT_FALSE(tester.timer().isActive());
     EXPECT_TRUE(panel.isChecked(Ctl::Noff));
@@ -284,12 +284,12 @@ TEST_F(RunFixture, AClickDuringTheResetPulsesYieldIsDropped) {
     int nested = 0;
     dialogs.duringYield = [&] {
         const auto before = board.sentCharacters().size();
-        tester.Go1_Click();
-        tester.Timer_Timer();
+        tester.runs().Go1_Click();
+        tester.runs().Timer_Timer();
         nested += static_cast<int>(board.sentCharacters().size() - before);
     };
-    tester.selectOption(Ctl::Ns1);
-    tester.Go1_Click();
+    tester.runs().selectOption(Ctl::Ns1);
+    tester.runs().Go1_Click();
     EXPECT_EQ(nested, 0);
     EXPECT_EQ(board.sentCharacters().size(), 1u);
     EXPECT_FALSE(tester.busy());
@@ -301,7 +301,7 @@ TEST_F(RunFixture, TheResetDialogKeepsAsksAgainAndRoundsHalvesToEven) {
     dialogs.thenInput(QStringLiteral("10")).thenMessage().thenInput(QStringLiteral("-1"));
     dialogs.thenMessage().thenInput(QStringLiteral("123456")).thenMessage();
     dialogs.thenInput(QStringLiteral("2.5"));
-    tester.Mset_reset_Click();
+    tester.setup().Mset_reset_Click();
     EXPECT_EQ(tester.resetTension(), 2);
     EXPECT_EQ(dialogs.shown.front().text,
               QStringLiteral("Reset Tension [_/T\\_] value (1-9), actual: 9 (3750.00 uS) ?"));
@@ -310,15 +310,15 @@ TEST_F(RunFixture, TheResetDialogKeepsAsksAgainAndRoundsHalvesToEven) {
     EXPECT_EQ(dialogs.messages().front(), QStringLiteral("Wrong value!\r\nValid range 1-9 !"));
     for (const char* keep : {"0", "", "abc"}) {
         dialogs.thenInput(QString::fromLatin1(keep));
-        tester.Mset_reset_Click();
+        tester.setup().Mset_reset_Click();
     }
     dialogs.thenInput(std::nullopt);
-    tester.Mset_reset_Click();
+    tester.setup().Mset_reset_Click();
     EXPECT_EQ(tester.resetTension(), 2);
     dialogs.thenInput(QStringLiteral("3.5"));
-    tester.Mset_reset_Click();
+    tester.setup().Mset_reset_Click();
     EXPECT_EQ(tester.resetTension(), 4);
     dialogs.thenInput(QStringLiteral("7"));
-    tester.Mset_reset_Click();
+    tester.setup().Mset_reset_Click();
     EXPECT_EQ(panelText(11), QStringLiteral("2916.67 uS"));
 }

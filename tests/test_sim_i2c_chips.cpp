@@ -2,7 +2,6 @@
 // primitives, so that every byte goes over the wires as start, bits, acknowledge and stop.
 #include "bus/I2cBus.h"
 #include "bus/PortLines.h"
-#include "model/Trace.h"
 #include "sim/Eeprom24c02.h"
 #include "sim/Pcf8574.h"
 #include "sim/Pcf8591.h"
@@ -25,8 +24,7 @@ using Bytes = std::vector<int>;
 struct I2cBoard : ::testing::Test {
     std::unique_ptr<SimulatedBoard> board = SimulatedBoard::fromVariant(QString());
     PortLines lines{*board};
-    Trace trace{QSize(533, 37)};
-    I2cBus i2c{lines, trace};
+    I2cBus i2c{lines};
 
     void SetUp() override { ASSERT_TRUE(lines.openPortI2c()); }
 
@@ -88,7 +86,7 @@ const QString kI2cAnnotations = QStringLiteral(
     "i2c=start:repeat-start:stop:ack:nack:address-read:address-write:data-read:data-write");
 
 // What sigrok's i2c decoder makes of a probe's recording.
-QStringList decodeI2c(const WireProbe& probe, const QString& decoders = kI2cDecoder,
+QStringList decodeI2c(const WireRecorder& probe, const QString& decoders = kI2cDecoder,
                       const QString& annotations = kI2cAnnotations) {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("i2c.vcd"));
@@ -243,7 +241,7 @@ TEST_F(I2cBoard, TheDefaultScanFindsExactlyTheThreeChipsAtTheirReadAndWriteAddre
 
     auto silent = SimulatedBoard::fromVariant(QStringLiteral("cts-high"));
     PortLines silentLines(*silent);
-    I2cBus silentBus(silentLines, trace);
+    I2cBus silentBus(silentLines);
     ASSERT_TRUE(silentLines.openPortI2c());
     int acked = 0;
     for (int a = 0; a < 256; ++a) {
@@ -298,12 +296,12 @@ TEST_F(I2cBoard, AReadAddressWhoseFirstBitIsZeroSwallowsTheScansNextStopAndStart
 
 TEST_F(I2cBoard, SigrokDecodesAnEepromPageWriteAndRandomReadExactlyAsSent) {
     SKIP_WITHOUT_SIGROK();
-    WireProbe probe;
-    board->setProbe(&probe);
+    WireRecorder probe;
+    board->setRecorder(&probe);
     ASSERT_TRUE(write(0xA0, {0x10, 0x11, 0x22, 0x33}));
     idleNs(Eeprom24c02::kWriteCycleNs);
     EXPECT_EQ(randomRead(0xA0, 0x10, 3), (Bytes{0x11, 0x22, 0x33}));
-    board->setProbe(nullptr);
+    board->setRecorder(nullptr);
 
     const QStringList expected = {"Start",
                                   "Write",
@@ -345,10 +343,10 @@ TEST_F(I2cBoard, SigrokDecodesAnEepromPageWriteAndRandomReadExactlyAsSent) {
 
 TEST_F(I2cBoard, SigrokSeesTheCleanScanAndTheStopsASwallowedAddressLoses) {
     SKIP_WITHOUT_SIGROK();
-    WireProbe clean;
-    board->setProbe(&clean);
+    WireRecorder clean;
+    board->setRecorder(&clean);
     scan();
-    board->setProbe(nullptr);
+    board->setRecorder(nullptr);
     const QStringList decoded = decodeI2c(clean);
     EXPECT_EQ(decoded.count(QStringLiteral("Start")), 256);
     EXPECT_EQ(decoded.count(QStringLiteral("Stop")), 256);
@@ -357,10 +355,10 @@ TEST_F(I2cBoard, SigrokSeesTheCleanScanAndTheStopsASwallowedAddressLoses) {
     eeprom().set(0, 0x00);
     eeprom().set(1, 0x7F);
     eeprom().setAddressCounter(0);
-    WireProbe ghost;
-    board->setProbe(&ghost);
+    WireRecorder ghost;
+    board->setRecorder(&ghost);
     EXPECT_EQ(scan().size(), 7u); // the tool's scan counts a chip at 0xA2 (see above)
-    board->setProbe(nullptr);
+    board->setRecorder(nullptr);
     // sigrok sees one start and one stop fewer: after 0xA1's acknowledge the EEPROM's byte
     // 0x00 (its bit 7 clocked by the stop, the rest by 0xA2's bits), the master's 0 taken as
     // an acknowledge, and then the stop of 0xA2's transfer. 0xA2 is no address to sigrok.

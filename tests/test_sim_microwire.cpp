@@ -1,9 +1,9 @@
 // The 93C46 on the simulated test board, driven the way the tool's Microwire run drives it:
 // the reset character on TXD (which selects the chip for n bit times), then bits on DTR and
 // RTS through the line driver, and the data line read back through CTS.
+#include "base/UartFrame.h"
 #include "bus/MicrowireBus.h"
 #include "bus/PortLines.h"
-#include "model/Trace.h"
 #include "sim/Eeprom93c46.h"
 #include "sim/SimulatedBoard.h"
 #include "sim/WireRecorder.h"
@@ -22,8 +22,7 @@ namespace {
 struct MicrowireBoard : ::testing::Test {
     std::unique_ptr<SimulatedBoard> board = SimulatedBoard::fromVariant(QString());
     PortLines lines{*board};
-    Trace trace{QSize(533, 37)};
-    MicrowireBus bus{lines, trace, {}}; // the tool's own primitives, without a yield
+    MicrowireBus bus{lines, {}}; // the tool's own primitives, without a yield
 
     void SetUp() override { ASSERT_TRUE(lines.openPortMicrowire()); }
 
@@ -94,8 +93,8 @@ TEST(ResetCircuit, ChipSelectLastsOneBitTimePerLeadingOneBitPlusOne) {
     EXPECT_EQ(SimulatedBoard::resetPulseBits(0x80), 2);
     EXPECT_EQ(SimulatedBoard::resetPulseBits(0x00), 1);
     EXPECT_EQ(SimulatedBoard::resetPulseBits(0x7F), 1); // only leading ones count
-    EXPECT_EQ(SimulatedBoard::bitTimesNs(9), 3'750'000u);
-    EXPECT_EQ(SimulatedBoard::bitTimesNs(1), 416'667u);
+    EXPECT_EQ(UartFrame::bitTimesNs(9), 3'750'000u);
+    EXPECT_EQ(UartFrame::bitTimesNs(1), 416'667u);
 
     SimulatedBoard board;
     QString why;
@@ -109,8 +108,8 @@ TEST(ResetCircuit, ChipSelectLastsOneBitTimePerLeadingOneBitPlusOne) {
         fell = board.nowNs();
     }
     // CS falls within the port call that passes the end of the pulse.
-    EXPECT_GE(fell, sent + SimulatedBoard::bitTimesNs(4));
-    EXPECT_LT(fell, sent + SimulatedBoard::bitTimesNs(4) + 10'000);
+    EXPECT_GE(fell, sent + UartFrame::bitTimesNs(4));
+    EXPECT_LT(fell, sent + UartFrame::bitTimesNs(4) + 10'000);
 }
 
 TEST_F(MicrowireBoard, WriteWaitsForItsCycleAndReadsBackOnlyAfterWriteEnable) {
@@ -242,14 +241,14 @@ TEST_F(MicrowireBoard, SigrokDecodesAReadAndAWriteOfThe93c46) {
     end();
     chip().set(0x15, 0xA7);
     run(9, kEwen, 9);
-    WireProbe probe;
-    board->setProbe(&probe);
+    WireRecorder probe;
+    board->setRecorder(&probe);
     EXPECT_EQ(readAt(0x15), 0xA7);
     command(9, write(0x16, 0x5C), 17);
     EXPECT_EQ(readByte(), 0x00); // busy; these clocks also complete the last data bit for sigrok
     end();
     waitDeselected();
-    board->setProbe(nullptr);
+    board->setRecorder(nullptr);
     EXPECT_EQ(chip().at(0x16), 0x5C);
 
     QTemporaryDir dir;

@@ -78,7 +78,7 @@ TEST_F(TesterFixture, StartsWithTheDesignTextsAndTheStartState) {
 }
 
 TEST_F(TesterFixture, PowerOpensThePortForTheModeUnrecordedAndAnalysisFollowsTheCheckMark) {
-    tester.TogglePower(); // I2C: clock and data high, the bus idle
+    tester.power().TogglePower(); // I2C: clock and data high, the bus idle
     EXPECT_TRUE(board.isOpen());
     EXPECT_TRUE(board.wires().dtr && board.wires().rts);
     EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power ON"));
@@ -88,7 +88,7 @@ TEST_F(TesterFixture, PowerOpensThePortForTheModeUnrecordedAndAnalysisFollowsThe
     EXPECT_TRUE(tester.analysisOn());
 
     panel.setChecked(Ctl::Anal_be, false); // analysis comes back from the check mark only
-    tester.TogglePower();
+    tester.power().TogglePower();
     EXPECT_FALSE(tester.powerOn());
     EXPECT_FALSE(board.isOpen());
     EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power OFF"));
@@ -97,8 +97,8 @@ TEST_F(TesterFixture, PowerOpensThePortForTheModeUnrecordedAndAnalysisFollowsThe
     EXPECT_FALSE(tester.analysisOn());
     panel.setChecked(Ctl::Anal_be, true);
 
-    tester.Mset_micro_Click(); // Microwire: data high, clock low
-    tester.TogglePower();
+    tester.setup().Mset_micro_Click(); // Microwire: data high, clock low
+    tester.power().TogglePower();
     EXPECT_TRUE(board.isOpen());
     EXPECT_TRUE(board.wires().dtr);
     EXPECT_FALSE(board.wires().rts);
@@ -120,7 +120,7 @@ TEST(TesterPower, AFailedPowerOnSaysSoAndStaysOnUntilSwitchedOff) {
         EXPECT_EQ(panel.text(FrontPanel::panel(1)), QStringLiteral("Port: 5"));
 
         dialogs.thenMessage();
-        tester.TogglePower();
+        tester.power().TogglePower();
         ASSERT_EQ(dialogs.messages().size(), 1);
         EXPECT_EQ(dialogs.messages().front(),
                   microwire ? QStringLiteral("Not Valid Com Port!\r\nPlease Check!")
@@ -130,7 +130,7 @@ TEST(TesterPower, AFailedPowerOnSaysSoAndStaysOnUntilSwitchedOff) {
         EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power ON"));
         EXPECT_FALSE(board.isOpen());
 
-        tester.TogglePower();
+        tester.power().TogglePower();
         EXPECT_FALSE(tester.powerOn());
         EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power OFF"));
     }
@@ -154,7 +154,7 @@ TEST(TesterChoosePort, EveryKindOfAnswerSelectsAPortTestsItAndLeavesItClosed) {
         Tester tester(panel, board, dialogs);
         tester.startUp({});
         dialogs.thenInput(c.answer);
-        tester.ChoosePort();
+        tester.power().ChoosePort();
         const QString what = c.answer.value_or(QStringLiteral("(cancel)"));
         EXPECT_EQ(tester.portNumber(), c.port) << what.toStdString();
         EXPECT_EQ(board.selectedPort(), c.port);
@@ -171,7 +171,7 @@ TEST(TesterChoosePort, EveryKindOfAnswerSelectsAPortTestsItAndLeavesItClosed) {
 
 TEST_F(TesterFixture, ABusyPortAsksAgainAndCancellingThenKeepsThePortChosenBefore) {
     dialogs.thenInput(QStringLiteral("3")).thenMessage().thenInput(QStringLiteral("2"));
-    tester.ChoosePort();
+    tester.power().ChoosePort();
     EXPECT_EQ(dialogs.messages(),
               QStringList{QStringLiteral("Error! Not free or valid Comm Port!")});
     EXPECT_TRUE(dialogs.shown[1].detail.contains(QStringLiteral("in use")));
@@ -180,7 +180,7 @@ TEST_F(TesterFixture, ABusyPortAsksAgainAndCancellingThenKeepsThePortChosenBefor
     EXPECT_FALSE(board.isOpen());
 
     dialogs.thenInput(QStringLiteral("4")).thenMessage().thenInput(std::nullopt);
-    tester.ChoosePort();
+    tester.power().ChoosePort();
     EXPECT_EQ(tester.portNumber(), 2);
     EXPECT_EQ(board.selectedPort(), 2);
     EXPECT_EQ(panelText(1), QStringLiteral("Port: 2"));
@@ -188,9 +188,9 @@ TEST_F(TesterFixture, ABusyPortAsksAgainAndCancellingThenKeepsThePortChosenBefor
 }
 
 TEST_F(TesterFixture, ChoosingAPortWhilePoweredSwitchesOffAndTracesTheClosingStop) {
-    tester.TogglePower();
+    tester.power().TogglePower();
     dialogs.thenInput(QStringLiteral("1"));
-    tester.ChoosePort();
+    tester.power().ChoosePort();
     EXPECT_FALSE(tester.powerOn());
     EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power OFF"));
     EXPECT_FALSE(board.isOpen());
@@ -202,51 +202,51 @@ TEST_F(TesterFixture, ChoosingAPortWhilePoweredSwitchesOffAndTracesTheClosingSto
     panel.setChecked(Ctl::Anal_be, false);
     trace.count = 0;
     dialogs.thenInput(QStringLiteral("1"));
-    tester.ChoosePort();
+    tester.power().ChoosePort();
     EXPECT_EQ(trace.count, 0);
     EXPECT_FALSE(tester.analysisOn());
 }
 
 TEST_F(TesterFixture, PanelDoubleClicksGoByTheTextNotThePosition) {
     dialogs.thenInput(QStringLiteral("2"));
-    tester.Status_PanelDblClick(1); // "Port: 1"
+    tester.setup().Status_PanelDblClick(1); // "Port: 1"
     EXPECT_EQ(tester.portNumber(), 2);
 
     panel.setText(FrontPanel::panel(1), QStringLiteral("Port:2")); // no blank: not a port text
-    tester.Status_PanelDblClick(1);
+    tester.setup().Status_PanelDblClick(1);
     panel.setText(FrontPanel::panel(1), QStringLiteral("Port: 5"));
-    tester.Status_PanelDblClick(1);
+    tester.setup().Status_PanelDblClick(1);
     for (int n : {2, 3, 4, 10, 11})
-        tester.Status_PanelDblClick(n);
+        tester.setup().Status_PanelDblClick(n);
     EXPECT_EQ(dialogs.shown.size(), 1u);
 
     panel.setText(FrontPanel::panel(4), QStringLiteral("Port: 3")); // any panel with the text
     dialogs.thenInput(QStringLiteral("1"));
-    tester.Status_PanelDblClick(4);
+    tester.setup().Status_PanelDblClick(4);
     EXPECT_EQ(dialogs.shown.size(), 2u);
 
-    tester.TogglePower();
-    tester.Status_PanelDblClick(9); // "I2C" while powered: nothing
+    tester.power().TogglePower();
+    tester.setup().Status_PanelDblClick(9); // "I2C" while powered: nothing
     EXPECT_FALSE(panel.isChecked(Ctl::Mset_micro));
-    tester.TogglePower();
-    tester.Status_PanelDblClick(9);
+    tester.power().TogglePower();
+    tester.setup().Status_PanelDblClick(9);
     EXPECT_TRUE(panel.isChecked(Ctl::Mset_micro));
     EXPECT_EQ(panelText(9), QStringLiteral("Microwire"));
-    tester.Status_PanelDblClick(9);
+    tester.setup().Status_PanelDblClick(9);
     EXPECT_FALSE(panel.isChecked(Ctl::Mset_micro));
 }
 
 TEST_F(TesterFixture, TheNoteCanBeEditedButNeverEmptied) {
     dialogs.thenInput(QStringLiteral("EEPROM at A0"));
-    tester.EditNote();
+    tester.setup().EditNote();
     EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("Sequences Comment: "));
     EXPECT_EQ(dialogs.shown[0].title, QStringLiteral("No Title"));
     EXPECT_EQ(dialogs.shown[0].defaultText, QStringLiteral(" "));
     EXPECT_EQ(panel.text(Ctl::Megjegyzes), QStringLiteral("Note: EEPROM at A0"));
 
     dialogs.thenInput(QString()).thenInput(std::nullopt);
-    tester.EditNote();
-    tester.EditNote();
+    tester.setup().EditNote();
+    tester.setup().EditNote();
     EXPECT_EQ(dialogs.shown[2].defaultText, QStringLiteral("EEPROM at A0"));
     EXPECT_EQ(tester.noteText(), QStringLiteral("EEPROM at A0"));
     EXPECT_EQ(panel.text(Ctl::Megjegyzes), QStringLiteral("Note: EEPROM at A0"));
@@ -254,7 +254,7 @@ TEST_F(TesterFixture, TheNoteCanBeEditedButNeverEmptied) {
 
 TEST_F(TesterFixture, TheModeSwitchShowsEitherColumnAndKeepsTheStartBitTextWhenGreyed) {
     panel.setChecked(Ctl::Mset_start, true); // the check mark decides the start bit
-    tester.Mset_micro_Click();
+    tester.setup().Mset_micro_Click();
     EXPECT_EQ(panelText(9), QStringLiteral("Microwire"));
     EXPECT_EQ(panelText(10), QStringLiteral("S:ON"));
     EXPECT_TRUE(panelEnabled(10) && panelEnabled(11));
@@ -269,7 +269,7 @@ TEST_F(TesterFixture, TheModeSwitchShowsEitherColumnAndKeepsTheStartBitTextWhenG
     EXPECT_FALSE(panel.isEnabled(Ctl::Mset_Device));
     EXPECT_TRUE(panel.isEnabled(Ctl::Mset_reset));
 
-    tester.Mset_micro_Click();
+    tester.setup().Mset_micro_Click();
     EXPECT_EQ(panelText(10), QStringLiteral("S:ON"));
     EXPECT_FALSE(panelEnabled(10));
     EXPECT_TRUE(tester.startBitOn());
@@ -279,7 +279,7 @@ TEST_F(TesterFixture, TheModeSwitchShowsEitherColumnAndKeepsTheStartBitTextWhenG
     EXPECT_TRUE(panel[Ctl::Label10].toolTip.isEmpty());
 
     panel.setChecked(Ctl::Mset_start, false);
-    tester.Mset_micro_Click();
+    tester.setup().Mset_micro_Click();
     EXPECT_FALSE(tester.startBitOn());
     EXPECT_EQ(panelText(10), QStringLiteral("S:OFF"));
 }
@@ -290,7 +290,7 @@ TEST(TesterUnplug, ALostAdapterIsReportedOnceAndSwitchedOff) {
     ScriptedDialogs dialogs;
     Tester tester(panel, *board, dialogs);
     tester.startUp({});
-    tester.TogglePower();
+    tester.power().TogglePower();
     for (int i = 0; i < 3000; ++i) // a run that outlives the adapter
         tester.lines().clockLow(), tester.lines().readData(), tester.lines().clockHigh();
     EXPECT_TRUE(tester.powerOn()); // nothing happens inside the run itself
@@ -313,7 +313,7 @@ TEST(TesterSettings, FirstStartWritesTheDefaultsAndAStoredMicrowireStartComesBac
         Tester tester(panel, board, dialogs);
         tester.startUp(Tester::readSettings(store));
         EXPECT_EQ(panel.text(FrontPanel::panel(8)), QStringLiteral(" 1000mS"));
-        tester.TogglePower();
+        tester.power().TogglePower();
         tester.shutDown(store);
         EXPECT_FALSE(board.isOpen());
         EXPECT_TRUE(tester.powerOn()); // the flag and the button are left alone

@@ -60,7 +60,7 @@ struct TraceFixture : ::testing::Test {
     SimulatedBoard board;
     PortLines lines{board};
     Trace trace{kSize};
-    I2cBus i2c{lines, trace};
+    I2cBus i2c{lines};
     void SetUp() override {
         lines.setRecorder(&trace);
         lines.setAnalysisOn(true);
@@ -116,15 +116,11 @@ TEST_F(TraceFixture, EdgesAppearOnlyWhereTheLevelChanges) {
     EXPECT_EQ(difference(trace.image(), expected), "");
 }
 
-TEST_F(TraceFixture, MarksStandOnTheLastDataPositionAndUnknownLinesOnlyStep) {
+TEST_F(TraceFixture, MarksStandOnTheLastDataPosition) {
     lines.clockHigh(); // x 5
     lines.dataLow();   // x 10
     trace.ackMark();
-    trace.entry(u"strobe", 1, Trace::TraceLevel);
-    EXPECT_EQ(trace.currentX(), 15);
-    trace.entry(u"", 0, 7); // an unknown kind does nothing
-    EXPECT_EQ(trace.currentX(), 15);
-    trace.entry(u"", 0, Trace::TraceSeparator);
+    trace.separator();
     EXPECT_EQ(countColour(trace.image(), kOrange, {10, 0, 1, 37}), 37);
     EXPECT_EQ(countColour(trace.image(), kWhite, {15, 0, 1, 37}), 19);
     EXPECT_EQ(countColour(trace.image(), kYellow, {16, 0, 517, 37}), 0); // nothing drawn after
@@ -178,7 +174,7 @@ struct ObservationFixture : ::testing::Test {
 
     void SetUp() override {
         tester.startUp({});
-        tester.TogglePower();
+        tester.power().TogglePower();
         tester.trace().begin(true);
         tester.i2c().start();
         tester.i2c().writeByte(0xA0);
@@ -190,31 +186,31 @@ struct ObservationFixture : ::testing::Test {
 } // namespace
 
 TEST_F(ObservationFixture, StartUpPrintsTheAnalysisStateAndTheSwitchClearsButKeepsPositions) {
-    Trace fresh(Tester::kPictureSize);
+    Trace fresh(Trace::kPictureSize);
     fresh.init(true);
     EXPECT_GT(countColour(fresh.image(), Trace::kTextColour.rgb(), {226, 12, 60, 14}), 20);
 
     const auto x = tester.trace().currentX();
-    tester.Anal_be_Click();
+    tester.observation().Anal_be_Click();
     EXPECT_FALSE(tester.analysisOn());
     EXPECT_FALSE(panel.isChecked(Ctl::Anal_be));
-    EXPECT_EQ(countColour(tester.trace().image(), kGrey, QRect({0, 0}, Tester::kPictureSize)),
+    EXPECT_EQ(countColour(tester.trace().image(), kGrey, QRect({0, 0}, Trace::kPictureSize)),
               533 * 37);
     tester.lines().clockLow(); // not recorded
     EXPECT_EQ(tester.trace().currentX(), x);
-    tester.Anal_be_Click();
+    tester.observation().Anal_be_Click();
     EXPECT_TRUE(tester.analysisOn());
     tester.lines().clockLow();
     EXPECT_EQ(tester.trace().currentX(), x + 5);
 
-    tester.Rep_Clear_Click();
+    tester.observation().Rep_Clear_Click();
     EXPECT_EQ(tester.trace().currentX(), x + 5);
 }
 
 TEST_F(ObservationFixture, ExportSwitchesOffAndSavesTheStripAsABitmap) {
     const QString bmp = path("strip.bmp");
     dialogs.thenSaveFile(bmp);
-    tester.ExportObservation();
+    tester.observation().ExportObservation();
     EXPECT_FALSE(tester.powerOn());
     EXPECT_EQ(dialogs.shown[0].defaultText, QStringLiteral("No Title.bmp"));
     EXPECT_EQ(dialogs.shown[0].text,
@@ -239,7 +235,7 @@ TEST_F(ObservationFixture, ExportSwitchesOffAndSavesTheStripAsABitmap) {
 
 TEST_F(ObservationFixture, ExportAsksBeforeOverwritingAndReportsFailuresByNumber) {
     dialogs.thenSaveFile(std::nullopt); // cancel: nothing at all
-    tester.ExportObservation();
+    tester.observation().ExportObservation();
 
     const QString existing = path("kept.bmp");
     {
@@ -248,7 +244,7 @@ TEST_F(ObservationFixture, ExportAsksBeforeOverwritingAndReportsFailuresByNumber
         f.write("precious");
     }
     dialogs.thenSaveFile(existing).thenMessage(Dialogs::Answer::No);
-    tester.ExportObservation();
+    tester.observation().ExportObservation();
     EXPECT_EQ(dialogs.shown[2].text, QStringLiteral("'kept.bmp' is exist ! Overwrite ?"));
     EXPECT_EQ(dialogs.shown[2].buttons, Dialogs::Buttons::YesNo);
     EXPECT_EQ(dialogs.shown[2].icon, Dialogs::Icon::Question);
@@ -258,13 +254,13 @@ TEST_F(ObservationFixture, ExportAsksBeforeOverwritingAndReportsFailuresByNumber
     f.close();
 
     dialogs.thenSaveFile(existing).thenMessage(Dialogs::Answer::Yes);
-    tester.ExportObservation();
+    tester.observation().ExportObservation();
     EXPECT_FALSE(QImage(existing).isNull());
 
     dialogs.thenSaveFile(path("no/such/folder/x.bmp")).thenMessage();
-    tester.ExportObservation();
+    tester.observation().ExportObservation();
     EXPECT_EQ(dialogs.messages().last(), QStringLiteral("Hiba: 76"));
     dialogs.thenSaveFile(dir.path()).thenMessage(Dialogs::Answer::Yes).thenMessage();
-    tester.ExportObservation(); // a folder by the chosen name
+    tester.observation().ExportObservation(); // a folder by the chosen name
     EXPECT_TRUE(dialogs.messages().last().startsWith(QStringLiteral("Hiba: ")));
 }

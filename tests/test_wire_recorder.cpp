@@ -1,3 +1,4 @@
+#include "base/UartFrame.h"
 #include "sim/SimulatedBoard.h"
 #include "sim/WireRecorder.h"
 
@@ -8,10 +9,10 @@
 
 namespace {
 
-using Wire = WireProbe::Wire;
+using Wire = WireRecorder::Wire;
 using Edges = std::vector<std::pair<std::uint64_t, bool>>; // (time after t0, level)
 
-Edges edgesOf(const WireProbe& probe, Wire wire, std::uint64_t t0) {
+Edges edgesOf(const WireRecorder& probe, Wire wire, std::uint64_t t0) {
     Edges edges;
     for (const auto& c : probe.changes())
         if (c.wire == wire && c.atNs >= t0)
@@ -21,12 +22,12 @@ Edges edgesOf(const WireProbe& probe, Wire wire, std::uint64_t t0) {
 
 } // namespace
 
-TEST(WireProbe, SeesTheResetCharacterAsAUartFrameOnTxdAndAsAPulseOnChipSelect) {
+TEST(WireRecorder, SeesTheResetCharacterAsAUartFrameOnTxdAndAsAPulseOnChipSelect) {
     SimulatedBoard board;
     QString why;
     ASSERT_TRUE(board.open(&why));
-    WireProbe probe;
-    board.setProbe(&probe);
+    WireRecorder probe;
+    board.setRecorder(&probe);
     EXPECT_TRUE(probe.level(Wire::Txd)); // idle high
     EXPECT_FALSE(probe.level(Wire::ChipSelect));
 
@@ -34,10 +35,10 @@ TEST(WireProbe, SeesTheResetCharacterAsAUartFrameOnTxdAndAsAPulseOnChipSelect) {
     const std::uint64_t t0 = board.nowNs();
     board.sendByte(0x00); // handed over during the first frame: waits for it
     const std::uint64_t t1 = board.nowNs();
-    while (board.nowNs() < t0 + SimulatedBoard::bitTimesNs(21))
+    while (board.nowNs() < t0 + UartFrame::bitTimesNs(21))
         board.cts();
 
-    auto b = [](int k) { return SimulatedBoard::bitTimesNs(k); };
+    auto b = [](int k) { return UartFrame::bitTimesNs(k); };
     // Start bit, then bits 0..7 = 1 0 1 0 0 0 1 1, stop bit high; then 0x00: start and eight
     // zeros, stop bit high.
     const Edges txd = {{0, false},    {b(1), true}, {b(2), false},  {b(3), true},
@@ -50,19 +51,19 @@ TEST(WireProbe, SeesTheResetCharacterAsAUartFrameOnTxdAndAsAPulseOnChipSelect) {
     EXPECT_EQ(edgesOf(probe, Wire::ChipSelect, t0), cs);
 }
 
-TEST(WireProbe, FollowsClockDataAndDsrAndWritesThemAsAValueChangeDump) {
+TEST(WireRecorder, FollowsClockDataAndDsrAndWritesThemAsAValueChangeDump) {
     SimulatedBoard board;
     QString why;
     ASSERT_TRUE(board.open(&why));
     board.setRts(true);
-    WireProbe probe;
-    board.setProbe(&probe); // at 10 us: dtr low, rts high, data low, dsr high, txd high, cs low
-    board.setDtr(true);     // 20 us
-    board.setRts(false);    // 30 us
-    board.setRts(false);    // 40 us: no change, nothing recorded
+    WireRecorder probe;
+    board.setRecorder(&probe); // at 10 us: dtr low, rts high, data low, dsr high, txd high, cs low
+    board.setDtr(true);        // 20 us
+    board.setRts(false);       // 30 us
+    board.setRts(false);       // 40 us: no change, nothing recorded
     board.cts();
 
-    const QByteArray expected = "$version Tamsolvix simulated board probe $end\n"
+    const QByteArray expected = "$version Tamsolvix simulated board recorder $end\n"
                                 "$timescale 1 us $end\n"
                                 "$scope module board $end\n"
                                 "$var wire 1 ! dtr $end\n"
@@ -82,7 +83,7 @@ TEST(WireProbe, FollowsClockDataAndDsrAndWritesThemAsAValueChangeDump) {
 
     // Changes are sorted by time; within one microsecond the last level of a wire stands, and
     // a pulse that ends where it began leaves no trace.
-    WireProbe loose;
+    WireRecorder loose;
     loose.record(Wire::Data, true, 0);
     loose.record(Wire::Data, false, 5'000);
     loose.record(Wire::Clock, true, 4'000);

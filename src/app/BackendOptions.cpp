@@ -20,23 +20,22 @@ void addTo(QCommandLineParser& parser) {
                       QStringLiteral("PATH|N=PATH")});
 }
 
-std::unique_ptr<PortBackend> create(const QCommandLineParser& parser, QSettings& settings,
-                                    QString* error) {
+Backend create(const QCommandLineParser& parser, QSettings& settings, QString* error) {
     return create(parser.value(QStringLiteral("board")), parser.values(QStringLiteral("device")),
                   settings, error);
 }
 
-std::unique_ptr<PortBackend> create(const QString& board, const QStringList& devices,
-                                    QSettings& settings, QString* error) {
+Backend create(const QString& board, const QStringList& devices, QSettings& settings,
+               QString* error) {
     if (!board.isEmpty()) {
         if (!devices.isEmpty()) {
             *error = QStringLiteral("--board and --device exclude each other");
-            return nullptr;
+            return {};
         }
         const QString variant = board.section(u':', 1);
         if (board.section(u':', 0, 0) != u"sim") {
             *error = QStringLiteral("unknown board '%1' (the simulated board is 'sim')").arg(board);
-            return nullptr;
+            return {};
         }
         auto sim = SimulatedBoard::fromVariant(variant);
         if (sim)
@@ -44,17 +43,18 @@ std::unique_ptr<PortBackend> create(const QString& board, const QStringList& dev
         else
             *error = QStringLiteral("unknown board variant '%1' (known: %2)")
                          .arg(variant, SimulatedBoard::variantNames().join(QStringLiteral(", ")));
-        return sim;
+        SimulatedBoard* simulated = sim.get();
+        return {std::move(sim), simulated};
     }
     PortDeviceMap map;
     for (const QString& d : devices) {
         if (!map.applyOption(d)) {
             *error = QStringLiteral("bad --device '%1' (PATH or N=PATH)").arg(d);
-            return nullptr;
+            return {};
         }
     }
     map.readSettings(settings);
-    return std::make_unique<SerialPortBackend>(map);
+    return {std::make_unique<SerialPortBackend>(map), nullptr};
 }
 
 } // namespace BackendOptions

@@ -9,6 +9,7 @@
 
 class QCommandLineParser;
 class QSettings;
+class SimulatedBoard;
 
 // The command-line options that choose what stands behind the port, shared by the window and
 // the command-line tool:
@@ -19,12 +20,17 @@ class QSettings;
 // the settings store maps it ("Devices/Port1" to "Devices/Port4").
 namespace BackendOptions {
 
+// What stands behind the port.
+struct Backend {
+    std::unique_ptr<PortBackend> port; // nullptr after a bad option
+    SimulatedBoard* board = nullptr;   // port itself, when it is the simulated board
+};
+
 void addTo(QCommandLineParser& parser);
-// Builds the backend the options ask for; nullptr and a message for a bad option.
-std::unique_ptr<PortBackend> create(const QCommandLineParser& parser, QSettings& settings,
-                                    QString* error);
-std::unique_ptr<PortBackend> create(const QString& board, const QStringList& devices,
-                                    QSettings& settings, QString* error);
+// Builds the backend the options ask for; no port and a message for a bad option.
+Backend create(const QCommandLineParser& parser, QSettings& settings, QString* error);
+Backend create(const QString& board, const QStringList& devices, QSettings& settings,
+               QString* error);
 
 } // namespace BackendOptions
 

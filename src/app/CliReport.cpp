@@ -1,29 +1,29 @@
 #include "app/CliReport.h"
 
+#include "base/LineEnds.h"
+
 #include "actions/Tester.h"
 #include "files/CommandFile.h"
 #include "model/FrontPanel.h"
+#include "model/PanelTexts.h"
 
 #include <QJsonValue>
 
-namespace {
-
-// A read-out keeps the window's line ends; a terminal wants plain ones.
-QString plainLines(QString text) {
-    return text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+QJsonArray CliReport::acknowledged(const DeviceScan::Acknowledged& devices) {
+    QJsonArray bytes;
+    for (int a = 0; a < 256; ++a)
+        if (devices[static_cast<std::size_t>(a)])
+            bytes.append(a);
+    return bytes;
 }
 
-} // namespace
-
-QJsonArray CliReport::acknowledged(const QString& hexList) {
-    QJsonArray bytes;
-    for (const QString& entry : hexList.split(u' ', Qt::SkipEmptyParts)) {
-        bool ok = false;
-        const int byte = entry.toInt(&ok, 16);
-        if (ok)
-            bytes.append(byte);
+QString CliReport::statusBar(const FrontPanel& panel) {
+    QStringList panels;
+    for (int n = 1; n <= FrontPanel::kPanels; ++n) {
+        const Ctl p = FrontPanel::panel(n);
+        panels << (QLatin1Char('[') + panel.text(p) + (panel.isEnabled(p) ? "]" : "] (grey)"));
     }
-    return bytes;
+    return panels.join(QLatin1Char(' '));
 }
 
 QString CliReport::option() const {
@@ -63,8 +63,7 @@ QJsonObject CliReport::json() const {
         {QStringLiteral("indicator"), panel_.value(Ctl::Analog_be)},
         {QStringLiteral("cells"), cells},
         {QStringLiteral("cells_enabled"), cellsEnabled},
-        {QStringLiteral("mode"),
-         panel_.isChecked(Ctl::Mset_micro) ? QStringLiteral("Microwire") : QStringLiteral("I2C")},
+        {QStringLiteral("mode"), PanelTexts::busMode(panel_.isChecked(Ctl::Mset_micro))},
         {QStringLiteral("option"), checked.isEmpty() ? QJsonValue() : QJsonValue(checked)},
         {QStringLiteral("title"), panel_.text(Ctl::Fo)},
         {QStringLiteral("note"), tester_.noteText()},
@@ -74,15 +73,10 @@ QJsonObject CliReport::json() const {
 }
 
 void CliReport::printText(std::FILE* out) const {
-    QStringList panels;
-    for (int n = 1; n <= FrontPanel::kPanels; ++n) {
-        const Ctl p = FrontPanel::panel(n);
-        panels << (QLatin1Char('[') + panel_.text(p) + (panel_.isEnabled(p) ? "]" : "] (grey)"));
-    }
-    std::fprintf(out, "Status bar: %s\n", qPrintable(panels.join(QLatin1Char(' '))));
+    std::fprintf(out, "Status bar: %s\n", qPrintable(statusBar(panel_)));
     const QString checked = option();
     std::fprintf(out, "Power:      %s, %s, non-stop option %s\n", tester_.powerOn() ? "on" : "off",
-                 panel_.isChecked(Ctl::Mset_micro) ? "Microwire" : "I2C",
+                 qPrintable(PanelTexts::busMode(panel_.isChecked(Ctl::Mset_micro))),
                  checked.isEmpty() ? "none" : qPrintable(checked));
     QStringList cells;
     for (int i = 0; i < FrontPanel::kCells; ++i) {
@@ -95,9 +89,9 @@ void CliReport::printText(std::FILE* out) const {
         }
     }
     std::fprintf(out, "Sequence 2: %s\n", qPrintable(cells.join(QStringLiteral("  "))));
-    std::fprintf(out, "Dump1:      %s\n", qPrintable(plainLines(panel_.text(Ctl::Dump1))));
+    std::fprintf(out, "Dump1:      %s\n", qPrintable(withLineFeeds(panel_.text(Ctl::Dump1))));
     std::fprintf(out, "Hex1:       %s\n", qPrintable(panel_.text(Ctl::Hex1)));
-    std::fprintf(out, "Dump2:      %s\n", qPrintable(plainLines(panel_.text(Ctl::Dump2))));
+    std::fprintf(out, "Dump2:      %s\n", qPrintable(withLineFeeds(panel_.text(Ctl::Dump2))));
     std::fprintf(out, "Hex2:       %s\n", qPrintable(panel_.text(Ctl::Hex2)));
     std::fprintf(out, "Indicator:  %d\n", panel_.value(Ctl::Analog_be));
 }

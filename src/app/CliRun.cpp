@@ -5,6 +5,7 @@
 #include "base/SafeSave.h"
 #include "files/BitmapFile.h"
 #include "files/ObservationVcd.h"
+#include "model/FileTexts.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -119,12 +120,13 @@ bool CliRun::execute(const Options& options) {
         if (!load(path))
             continue;
         if (!tester_.powerOn())
-            tester_.TogglePower(); // as a Go button does
+            tester_.power().TogglePower(); // as a Go button does
         for (int n = 0; n < options.repeat; ++n) {
             if (!first && wait_)
                 wait_(tester_.timerInterval()); // the timer's interval between two ticks
             first = false;
-            const bool timerOff = tick(options.sequence);
+            // A run that meets an invalid constant or an illegal bit switches the timer off.
+            const bool timerOff = tester_.runs().tick(options.sequence).timerOff;
             QCoreApplication::processEvents(); // what the window does between two ticks
             if (timerOff)
                 break;
@@ -136,26 +138,9 @@ bool CliRun::execute(const Options& options) {
 bool CliRun::load(const QString& path) {
     const qsizetype shown = dialogs_.messages().size();
     dialogs_.answerNextOpen(path);
-    tester_.Mfile_open_Click();
+    tester_.files().Mfile_open_Click();
     // A file that loads shows nothing; every failure shows a message box.
     return dialogs_.messages().size() == shown;
-}
-
-bool CliRun::tick(int sequence) {
-    // A run that meets an invalid constant or an illegal bit selects "Off". A file may have been
-    // saved with "Off" selected already, so its check mark is taken away for the tick and put
-    // back when the tick leaves it alone: the set-up stays as the file had it.
-    FrontPanel& panel = tester_.panel();
-    const bool offBefore = panel.isChecked(Ctl::Noff);
-    panel.setChecked(Ctl::Noff, false);
-    if (sequence == 1 || sequence == 12)
-        tester_.RunSequence(1);
-    if (sequence == 2 || sequence == 12)
-        tester_.RunSequence(2);
-    const bool selected = panel.isChecked(Ctl::Noff);
-    if (offBefore)
-        panel.setChecked(Ctl::Noff, true);
-    return selected;
 }
 
 bool CliRun::writeOutputs(const Options& options) {
@@ -169,7 +154,7 @@ bool CliRun::writeOutputs(const Options& options) {
     }
     if (!options.vcd.isEmpty()) {
         if (tester_.lineEvents().empty()) {
-            std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(Tester::kNoLineEvents));
+            std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(FileTexts::kNoLineEvents));
             ok = false;
         } else if (const int error = saveWhole(options.vcd, observationVcd(tester_.lineEvents()))) {
             std::fprintf(stderr, "brolmet-cli: cannot write %s (error %d)\n",
@@ -178,7 +163,7 @@ bool CliRun::writeOutputs(const Options& options) {
         }
     }
     if (!options.save.isEmpty()) {
-        const CommandFile file = tester_.commandFile(QFileInfo(options.save).fileName());
+        const CommandFile file = tester_.files().commandFile(QFileInfo(options.save).fileName());
         if (const QString problem = file.saveProblem(); !problem.isEmpty()) {
             std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(problem));
             ok = false;

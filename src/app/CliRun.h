@@ -45,8 +45,6 @@ public:
 private:
     // Loads path as "Open Commands" does; false when it did not load (a message was shown).
     bool load(const QString& path);
-    // One tick of the non-stop timer for the sequence; true when a run selected "Off".
-    bool tick(int sequence);
     bool writeOutputs(const Options& options);
 
     Tester& tester_;

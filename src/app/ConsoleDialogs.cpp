@@ -1,5 +1,7 @@
 #include "app/ConsoleDialogs.h"
 
+#include "base/LineEnds.h"
+
 #include <QCoreApplication>
 
 #include <utility>
@@ -8,9 +10,7 @@ Dialogs::Answer ConsoleDialogs::message(const QString& text, Buttons buttons, Ic
                                         const QString& detail) {
     messages_ << text;
     if (echo_) {
-        QString shown = text;
-        shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-        std::fprintf(echo_, "%s\n", qPrintable(shown));
+        std::fprintf(echo_, "%s\n", qPrintable(withLineFeeds(text)));
         if (!detail.isEmpty())
             std::fprintf(echo_, "  (%s)\n", qPrintable(detail));
     }

@@ -4,6 +4,8 @@
 #include "app/CliReport.h"
 #include "app/CliRun.h"
 #include "app/ConsoleDialogs.h"
+#include "base/LineEnds.h"
+#include "base/Version.h"
 #include "model/FrontPanel.h"
 #include "sim/SimulatedBoard.h"
 
@@ -17,60 +19,41 @@
 
 namespace {
 
-void printState(const FrontPanel& panel, PortBackend& port) {
+void printState(const FrontPanel& panel, const SimulatedBoard* board) {
     std::printf("  power button: %s\n", qPrintable(panel.text(Ctl::PowerG)));
-    QStringList panels;
-    for (int n = 1; n <= FrontPanel::kPanels; ++n) {
-        const Ctl p = FrontPanel::panel(n);
-        panels << (QLatin1Char('[') + panel.text(p) + (panel.isEnabled(p) ? "]" : "] (grey)"));
-    }
-    std::printf("  status bar:   %s\n", qPrintable(panels.join(QLatin1Char(' '))));
-    if (auto* sim = dynamic_cast<SimulatedBoard*>(&port)) {
-        const BoardWires& w = sim->wires();
+    std::printf("  status bar:   %s\n", qPrintable(CliReport::statusBar(panel)));
+    if (board) {
+        const BoardWires& w = board->wires();
         std::printf("  lines:        port %s, DTR (data out) %s, RTS (clock) %s, data line %s\n",
-                    sim->isOpen() ? "open" : "closed", w.dtr ? "high" : "low",
+                    board->isOpen() ? "open" : "closed", w.dtr ? "high" : "low",
                     w.rts ? "high" : "low", w.data ? "high" : "low");
     }
 }
 
 // A short tour on the simulated board: power on, the idle levels of the bus, power off.
-int demo(FrontPanel& panel, Tester& tester, PortBackend& port) {
+void demo(FrontPanel& panel, Tester& tester, const SimulatedBoard* board) {
     std::printf("%s\n\nAt start-up:\n", qPrintable(panel.text(Ctl::Fo)));
-    printState(panel, port);
-    tester.TogglePower();
+    printState(panel, board);
+    tester.power().TogglePower();
     std::printf("\nPower switched on (I2C idle: data and clock high after a stop condition):\n");
-    printState(panel, port);
-    tester.TogglePower();
+    printState(panel, board);
+    tester.power().TogglePower();
     std::printf("\nPower switched off (the port is closed, the lines drop):\n");
-    printState(panel, port);
-    return 0;
+    printState(panel, board);
 }
 
-// The device scan, as "Device Detect" runs it, with a grid of the 256 address bytes.
-int detect(FrontPanel& panel, Tester& tester) {
-    tester.DeviceDetect();
-    QString report = panel.text(Ctl::Dump1);
-    std::printf("%s", qPrintable(report.replace(QStringLiteral("\r\n"), QStringLiteral("\n"))));
+// What "Device Detect" showed, with a grid of the 256 address bytes.
+void printDetected(const FrontPanel& panel, const DeviceScan::Acknowledged& devices) {
+    std::printf("%s", qPrintable(withLineFeeds(panel.text(Ctl::Dump1))));
     std::printf("Hex1: %s\n\n     ", qPrintable(panel.text(Ctl::Hex1)));
-    const QStringList acknowledged = panel.text(Ctl::Hex1).split(u' ', Qt::SkipEmptyParts);
     for (int column = 0; column < 16; ++column)
         std::printf(" %X ", column);
     for (int a = 0; a < 256; ++a) {
         if (a % 16 == 0)
             std::printf("\n  %02X:", a);
-        const bool ack = acknowledged.contains(QString::number(a, 16).toUpper());
-        std::printf(ack ? " %02X" : " --", a);
+        std::printf(devices[static_cast<std::size_t>(a)] ? " %02X" : " --", a);
     }
     std::printf("\n");
-    return 0;
-}
-
-// The line test: 0 when it passed.
-bool probe(Tester& tester, ConsoleDialogs& dialogs) {
-    tester.LineProbe();
-    const bool passed =
-        !dialogs.messages().isEmpty() && dialogs.messages().back() == u"Line Probe OK !";
-    return passed;
 }
 
 int usageError(const QString& why) {
@@ -78,17 +61,7 @@ int usageError(const QString& why) {
     return 2;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    // No window, but the observation picture draws text: the offscreen platform serves.
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("brolmet-cli"));
-    QCoreApplication::setApplicationVersion(QStringLiteral("3.0.0"));
-
-    QCommandLineParser parser;
+void addOptions(QCommandLineParser& parser) {
     parser.setApplicationDescription(QStringLiteral(
         "Tamsolvix without a window.\n\nCommands:\n"
         "  demo     power the adapter, show the idle levels and the status panels, power off\n"
@@ -110,82 +83,115 @@ int main(int argc, char** argv) {
                                  QStringLiteral("demo, detect, probe or run"));
     parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("run: command files"),
                                  QStringLiteral("[FILE.scm ...]"));
+}
+
+// What the command line asks for.
+struct Command {
+    QString name;                           // demo, detect, probe or run
+    std::optional<CliRun::Options> options; // run's
+    bool json = false;
+};
+
+// The command and its arguments; nothing and the reason for a usage error.
+std::optional<Command> parseCommand(const QCommandLineParser& parser, QString* why) {
+    QStringList args = parser.positionalArguments();
+    const QStringList commands{QStringLiteral("demo"), QStringLiteral("detect"),
+                               QStringLiteral("probe"), QStringLiteral("run")};
+    if (args.isEmpty() || !commands.contains(args.front())) {
+        *why = QStringLiteral("expected a command (demo, detect, probe, run)");
+        return std::nullopt;
+    }
+    Command command{args.takeFirst(), std::nullopt, parser.isSet(QStringLiteral("json"))};
+    if (command.name == u"run") {
+        command.options = CliRun::parse(parser, args, why);
+        if (!command.options)
+            return std::nullopt;
+    } else if (!args.isEmpty()) {
+        *why = command.name + QStringLiteral(" takes no arguments");
+        return std::nullopt;
+    } else if (CliRun::anyOptionSet(parser)) {
+        *why = QStringLiteral("--sequence, --repeat, --slider, --bmp, --vcd and --save belong "
+                              "to run");
+        return std::nullopt;
+    }
+    return command;
+}
+
+// Carries out the command and reports it; the exit status.
+int execute(const Command& command, Tester& tester, ConsoleDialogs& dialogs,
+            SimulatedBoard* board) {
+    FrontPanel& panel = tester.panel();
+    int status = 0;
+    DeviceScan::Acknowledged devices{};
+    if (command.name == u"probe") {
+        status = tester.diagnostics().LineProbe().passed ? 0 : 1;
+    } else if (command.name == u"detect") {
+        devices = tester.diagnostics().DeviceDetect();
+        if (!command.json)
+            printDetected(panel, devices);
+    } else if (command.name == u"demo") {
+        if (command.json) {
+            tester.power().TogglePower();
+            tester.power().TogglePower();
+        } else {
+            demo(panel, tester, board);
+        }
+    } else {
+        const auto wait = [board](int ms) {
+            if (board)
+                board->elapse(static_cast<std::uint64_t>(ms) * 1'000'000);
+            else
+                QThread::msleep(static_cast<unsigned long>(ms));
+        };
+        const bool written = CliRun(tester, dialogs, wait).execute(*command.options);
+        if (!command.json)
+            CliReport(panel, tester, dialogs.messages()).printText(stdout);
+        status = written ? 0 : 1;
+    }
+    QCoreApplication::processEvents();
+    if (command.name != u"probe" && !dialogs.messages().isEmpty())
+        status = 1;
+
+    if (command.json) {
+        QJsonObject report = CliReport(panel, tester, dialogs.messages()).json();
+        if (command.name == u"detect")
+            report.insert(QStringLiteral("acknowledged"), CliReport::acknowledged(devices));
+        std::fputs(QJsonDocument(report).toJson(QJsonDocument::Indented).constData(), stdout);
+    }
+    return status;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // No window, but the observation picture draws text: the offscreen platform serves.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("brolmet-cli"));
+    QCoreApplication::setApplicationVersion(QString::fromLatin1(Version::kText));
+
+    QCommandLineParser parser;
+    addOptions(parser);
     if (!parser.parse(QCoreApplication::arguments()))
         return usageError(parser.errorText());
     if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("help-all")))
         parser.showHelp(0);
     if (parser.isSet(QStringLiteral("version")))
         parser.showVersion();
-
-    QStringList args = parser.positionalArguments();
-    const QStringList commands{QStringLiteral("demo"), QStringLiteral("detect"),
-                               QStringLiteral("probe"), QStringLiteral("run")};
-    if (args.isEmpty() || !commands.contains(args.front()))
-        return usageError(QStringLiteral("expected a command (demo, detect, probe, run)"));
-    const QString command = args.takeFirst();
-    std::optional<CliRun::Options> runOptions;
-    if (command == u"run") {
-        QString why;
-        runOptions = CliRun::parse(parser, args, &why);
-        if (!runOptions)
-            return usageError(why);
-    } else if (!args.isEmpty()) {
-        return usageError(command + QStringLiteral(" takes no arguments"));
-    } else if (CliRun::anyOptionSet(parser)) {
-        return usageError(QStringLiteral("--sequence, --repeat, --slider, --bmp, --vcd and "
-                                         "--save belong to run"));
-    }
-    const bool json = parser.isSet(QStringLiteral("json"));
+    QString why;
+    const std::optional<Command> command = parseCommand(parser, &why);
+    if (!command)
+        return usageError(why);
 
     auto settings = openSettingsStore();
-    QString error;
-    auto port = BackendOptions::create(parser, *settings, &error);
-    if (!port)
-        return usageError(error);
+    auto backend = BackendOptions::create(parser, *settings, &why);
+    if (!backend.port)
+        return usageError(why);
     FrontPanel panel;
     ConsoleDialogs dialogs(stderr);
-    Tester tester(panel, *port, dialogs);
+    Tester tester(panel, *backend.port, dialogs);
     // As the window starts; the settings are never written back.
     tester.startUp(Tester::readSettings(*settings));
-
-    int status = 0;
-    if (command == u"probe") {
-        status = probe(tester, dialogs) ? 0 : 1;
-    } else if (command == u"detect") {
-        if (json)
-            tester.DeviceDetect();
-        else
-            detect(panel, tester);
-    } else if (command == u"demo") {
-        if (json) {
-            tester.TogglePower();
-            tester.TogglePower();
-        } else {
-            demo(panel, tester, *port);
-        }
-    } else {
-        auto* sim = dynamic_cast<SimulatedBoard*>(port.get());
-        const auto wait = [sim](int ms) {
-            if (sim)
-                sim->elapse(static_cast<std::uint64_t>(ms) * 1'000'000);
-            else
-                QThread::msleep(static_cast<unsigned long>(ms));
-        };
-        const bool written = CliRun(tester, dialogs, wait).execute(*runOptions);
-        if (!json)
-            CliReport(panel, tester, dialogs.messages()).printText(stdout);
-        status = written ? 0 : 1;
-    }
-    QCoreApplication::processEvents();
-    if (command != u"probe" && !dialogs.messages().isEmpty())
-        status = 1;
-
-    if (json) {
-        QJsonObject report = CliReport(panel, tester, dialogs.messages()).json();
-        if (command == u"detect")
-            report.insert(QStringLiteral("acknowledged"),
-                          CliReport::acknowledged(panel.text(Ctl::Hex1)));
-        std::fputs(QJsonDocument(report).toJson(QJsonDocument::Indented).constData(), stdout);
-    }
-    return status;
+    return execute(*command, tester, dialogs, backend.board);
 }

@@ -1,8 +1,10 @@
 // brolmet: the Tamsolvix main window.
 #include "actions/Tester.h"
 #include "app/BackendOptions.h"
+#include "base/Version.h"
 #include "files/FileAssociation.h"
 #include "model/FrontPanel.h"
+#include "model/PanelTexts.h"
 #include "ui/MainWindow.h"
 #include "ui/QtDialogs.h"
 
@@ -16,8 +18,8 @@
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("brolmet"));
-    QApplication::setApplicationDisplayName(Tester::kApplicationTitle);
-    QApplication::setApplicationVersion(QStringLiteral("3.0.0"));
+    QApplication::setApplicationDisplayName(PanelTexts::kApplicationTitle);
+    QApplication::setApplicationVersion(QString::fromLatin1(Version::kText));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
@@ -38,15 +40,15 @@ int main(int argc, char** argv) {
 
     auto settings = openSettingsStore();
     QString error;
-    auto port = BackendOptions::create(parser, *settings, &error);
-    if (!port) {
+    auto backend = BackendOptions::create(parser, *settings, &error);
+    if (!backend.port) {
         std::fprintf(stderr, "brolmet: %s\n", qPrintable(error));
         return 2;
     }
 
     FrontPanel panel;
     QtDialogs dialogs;
-    Tester tester(panel, *port, dialogs);
+    Tester tester(panel, *backend.port, dialogs);
     tester.startUp(Tester::readSettings(*settings));
 
     MainWindow window(panel, tester);
@@ -62,6 +64,6 @@ int main(int argc, char** argv) {
         parser.isSet(open) ? QStringList{FileAssociation::kOpenOption, parser.value(open)}
                            : parser.positionalArguments();
     if (const auto path = FileAssociation::commandFilePath(fileArguments))
-        tester.loadAtStartUp(*path);
+        tester.files().loadAtStartUp(*path);
     return app.exec();
 }

@@ -2,8 +2,6 @@
 
 #include "bus/I2cBus.h"
 
-#include <QString>
-
 #include <array>
 #include <functional>
 
@@ -12,15 +10,13 @@
 // its read address.
 class DeviceScan {
 public:
+    // Whether each address byte 0 to 255 was acknowledged.
     using Acknowledged = std::array<bool, 256>;
 
     // Runs the 256 transfers without a pause; progress(a) is called after each start.
     static Acknowledged run(I2cBus& bus, const std::function<void(int address)>& progress);
 
-    // The two read-out texts of a scan.
-    struct Report {
-        QString dump; // "Acknowledge Found !" and the decimal list, or what was not found
-        QString hex;  // the acknowledged bytes in hexadecimal, each followed by a blank
-    };
-    static Report report(const Acknowledged& acknowledged);
+    // The address bytes at which a device answered: all that were acknowledged, but none when
+    // every one was (the data line never rose: that is no device at all, not 256 of them).
+    static Acknowledged devices(const Acknowledged& acknowledged);
 };

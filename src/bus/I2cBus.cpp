@@ -1,9 +1,7 @@
 #include "bus/I2cBus.h"
 
-#include "model/Trace.h"
-
 void I2cBus::start() {
-    trace_.presetHigh();
+    lines_.presetHigh();
     lines_.dataHigh();
     lines_.clockHigh();
     lines_.dataLow();

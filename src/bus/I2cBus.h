@@ -2,8 +2,6 @@
 
 #include "bus/PortLines.h"
 
-class Trace;
-
 // I2C conditions, bits and bytes, each a fixed sequence of the five line operations, most
 // significant bit first, without any delay. The system is always the master; a device answers
 // only by pulling data low. The clock is only driven, never read back: no clock stretching,
@@ -13,7 +11,7 @@ class Trace;
 //   start D1 C1 D0 | each bit C0 D(bit) C1 C0 | acknowledge D1 C0 C1 R C0 | stop D0 C1 D1
 class I2cBus {
 public:
-    I2cBus(PortLines& lines, Trace& trace) : lines_(lines), trace_(trace) {}
+    explicit I2cBus(PortLines& lines) : lines_(lines) {}
 
     // Data falls while the clock is high. Leaves clock high, data low.
     void start();
@@ -34,5 +32,4 @@ public:
 
 private:
     PortLines& lines_;
-    Trace& trace_;
 };

@@ -2,21 +2,25 @@
 
 #include "bus/PortBackend.h"
 
-#include <QString>
-
 #include <functional>
+#include <vector>
 
 // The adapter's line test: RTS is toggled 255 times and DSR, strapped to RTS on the adapter,
 // must follow it each time. Works on the port directly, so nothing is traced.
-class LineProbe {
+class LineTest {
 public:
-    struct Result {
-        bool failed = false;
-        // " p/" for a period whose rise DSR missed, " p\" for one whose fall it missed.
-        QString report;
-        // The text of the box that tells the outcome.
-        QString message() const;
+    // A period in which DSR did not follow RTS: it missed the rise, or the fall.
+    struct Miss {
+        int period;
+        bool rise;
+        bool operator==(const Miss&) const = default;
+    };
+    struct Verdict {
+        bool passed = false; // a test that never ran has not passed
+        // In the order they happened. A missed first rise alone is no failure: the line may
+        // settle late after the port opens.
+        std::vector<Miss> misses;
     };
 
-    static Result run(PortBackend& port, const std::function<void(int period)>& progress);
+    static Verdict run(PortBackend& port, const std::function<void(int period)>& progress);
 };

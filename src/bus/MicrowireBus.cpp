@@ -1,11 +1,9 @@
 #include "bus/MicrowireBus.h"
 
-#include "model/Trace.h"
-
-std::uint8_t MicrowireBus::resetCharacter(int resetValue) {
-    if (resetValue < 1 || resetValue > 9)
+std::uint8_t MicrowireBus::resetCharacter(int resetTension) {
+    if (resetTension < 1 || resetTension > 9)
         return 0x00;
-    return static_cast<std::uint8_t>(0xFF00u >> (resetValue - 1));
+    return static_cast<std::uint8_t>(0xFF00u >> (resetTension - 1));
 }
 
 void MicrowireBus::writeBit(bool bit) {
@@ -47,9 +45,9 @@ void MicrowireBus::end() {
     lines_.dataHigh();
 }
 
-void MicrowireBus::resetPulse(int resetValue) {
-    trace_.presetHigh();
-    lines_.sendCharacter(resetCharacter(resetValue)); // nothing after a failed power-on
+void MicrowireBus::resetPulse(int resetTension) {
+    lines_.presetHigh();
+    lines_.sendCharacter(resetCharacter(resetTension)); // nothing after a failed power-on
     lines_.dataHigh();
     lines_.clockHigh();
     lines_.dataLow();

@@ -2,27 +2,13 @@
 
 #include "bus/PortLines.h"
 
-#include <QString>
-
 #include <cstdint>
 #include <functional>
 
-class Trace;
-
 // Nominal length of the Microwire reset pulse: one bit time at 2400 baud per unit of the
-// reset value, in microseconds.
-inline double ResetPulseMicroseconds(int resetValue) {
-    return (1.0 / 2400.0) * resetValue * 1000000.0;
-}
-
-// The reset time as the status bar and the reset dialog show it: "3750.00" for 9.
-inline QString resetTimeDigits(int resetValue) {
-    return QString::number(ResetPulseMicroseconds(resetValue), 'f', 2);
-}
-
-// The reset time of the status bar: "3750.00 uS" for 9.
-inline QString resetTimeText(int resetValue) {
-    return resetTimeDigits(resetValue) + QStringLiteral(" uS");
+// reset tension (1 to 9), in microseconds.
+inline double ResetPulseMicroseconds(int resetTension) {
+    return (1.0 / 2400.0) * resetTension * 1000000.0;
 }
 
 // Microwire bits and bytes, each a fixed sequence of the five line operations, most
@@ -33,12 +19,12 @@ inline QString resetTimeText(int resetValue) {
 class MicrowireBus {
 public:
     // yield: lets pending user-interface events run (the reset pulse yields once).
-    MicrowireBus(PortLines& lines, Trace& trace, std::function<void()> yield)
-        : lines_(lines), trace_(trace), yield_(std::move(yield)) {}
+    MicrowireBus(PortLines& lines, std::function<void()> yield)
+        : lines_(lines), yield_(std::move(yield)) {}
 
     // The character whose sending is the reset pulse: the top n-1 bits set (9 -> 0xFF);
-    // 0x00 for a value outside 1 to 9.
-    static std::uint8_t resetCharacter(int resetValue);
+    // 0x00 for a reset tension outside 1 to 9.
+    static std::uint8_t resetCharacter(int resetTension);
 
     // Data is set while the clock is low and held through the rising edge; both lines end
     // high (a 0 bit returns data high after the edge).
@@ -51,10 +37,9 @@ public:
     void end();
     // Hands the reset character to the port without waiting for it to go out (nothing is
     // sent on a closed port), then D1 C1 D0 and one yield. Leaves clock high, data low.
-    void resetPulse(int resetValue);
+    void resetPulse(int resetTension);
 
 private:
     PortLines& lines_;
-    Trace& trace_;
     std::function<void()> yield_;
 };

@@ -4,7 +4,7 @@
 #include "bus/PortBackend.h"
 
 // Where the line operations hand the levels they put on or read from the lines while
-// analysis is on (the observation trace).
+// analysis is on (the observation picture).
 class LevelRecorder {
 public:
     enum class Line {
@@ -13,6 +13,9 @@ public:
     };
     virtual ~LevelRecorder() = default;
     virtual void recordLevel(Line line, bool high) = 0;
+    // A bus condition starts from both lines high, whatever was recorded before; nothing is
+    // drawn for it. A recorder that keeps no levels ignores it.
+    virtual void presetHigh() {}
 };
 
 // The port line driver: opens and closes the port for either bus and offers the five line
@@ -76,6 +79,11 @@ public:
     void record(LevelRecorder::Line line, bool high) {
         if (analysisOn_ && recorder_)
             recorder_->recordLevel(line, high);
+    }
+    // Both lines count as high for the recorder from now on (analysis on or off).
+    void presetHigh() {
+        if (recorder_)
+            recorder_->presetHigh();
     }
     // A run starts: the event log starts over, from the levels the outputs were last given.
     void beginRun();

@@ -22,8 +22,6 @@ public:
     bool dsr() override;
     void sendByte(std::uint8_t byte) override;
 
-    QString deviceName() const { return map_.deviceFor(number_); }
-
     // The reason for a failed open, as a user can act on it.
     static QString openFailureReason(QSerialPort::SerialPortError error, const QString& device,
                                      const QString& platformText);

@@ -1,7 +1,9 @@
 #include "files/CommandFile.h"
 
+#include "base/RunTimeError.h"
 #include "base/SafeSave.h"
 #include "files/CodePage.h"
+#include "files/CommandFileReader.h"
 
 #include <QDirIterator>
 #include <QFileInfo>
@@ -65,7 +67,7 @@ QByteArray CommandFile::bytes() const {
     appendText(out, kHeader);
     appendNumber(out, port);
     appendNumber(out, interval);
-    appendNumber(out, resetValue);
+    appendNumber(out, resetTension);
     appendText(out, title);
     appendFlag(out, startBit);
     appendFlag(out, microwire);
@@ -82,6 +84,68 @@ int CommandFile::save(const QString& path) const {
     if (!saveProblem().isEmpty())
         return kRefused;
     return saveWhole(path, bytes());
+}
+
+namespace {
+
+// Reads the fields one by one into a CommandFile, counting the lines read, until one fails.
+class FieldReader {
+public:
+    FieldReader(CommandFileReader& reader, CommandFile::Read& read)
+        : reader_(reader), read_(read) {}
+    bool text(QString& value) { return take(reader_.text(value)); }
+    bool flag(bool& value) { return take(reader_.flag(value)); }
+    bool byte(std::uint8_t& value) {
+        int number = 0;
+        const int error = reader_.byteValue(number);
+        if (error == 0)
+            value = static_cast<std::uint8_t>(number);
+        return take(error);
+    }
+    bool interval(int& value) {
+        int number = 0;
+        int error = reader_.wholeNumber(number);
+        if (error == 0 && (number < 0 || number > CommandFile::kMaxInterval))
+            error = RunTimeError::InvalidPropertyValue; // an interval the timer refuses
+        if (error == 0)
+            value = number;
+        return take(error);
+    }
+
+private:
+    bool take(int error) {
+        read_.error = error;
+        read_.lines += error == 0 ? 1 : 0;
+        return error == 0;
+    }
+    CommandFileReader& reader_;
+    CommandFile::Read& read_;
+};
+
+} // namespace
+
+CommandFile::Read CommandFile::read(CommandFileReader& reader) {
+    Read read;
+    CommandFile& f = read.file;
+    FieldReader field(reader, read);
+    QString header;
+    if (!field.text(header))
+        return read;
+    if (header != kHeader) {
+        read.lines = 0;
+        read.error = kNotCompatible;
+        return read;
+    }
+    if (!field.byte(f.port) || !field.interval(f.interval) || !field.byte(f.resetTension) ||
+        !field.text(f.title) || !field.flag(f.startBit) || !field.flag(f.microwire) ||
+        !field.flag(f.startBitAgain) || !field.flag(f.noffSelected))
+        return read;
+    for (QString& cell : f.cells)
+        if (!field.text(cell))
+            return read;
+    if (field.flag(f.analysis))
+        field.text(f.note);
+    return read;
 }
 
 bool existsWithExactName(const QString& path) {

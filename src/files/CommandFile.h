@@ -6,6 +6,8 @@
 #include <array>
 #include <cstdint>
 
+class CommandFileReader;
+
 // What a command file (.scm) keeps: everything the user set up for a test. The file is 19 lines
 // of Windows-1252 text (CodePage), each ending in CR LF: the header, then the values below in
 // this order. Texts stand in double quotes, numbers in plain decimal, flags as #TRUE# / #FALSE#.
@@ -16,16 +18,18 @@
 struct CommandFile {
     static inline const QString kHeader = QStringLiteral("Tamsolvix file V2");
     // The largest interval the non-stop timer accepts; a file with a larger one (or a negative
-    // one) fails with RunTimeError::InvalidPropertyValue when its interval is applied.
+    // one) fails with RunTimeError::InvalidPropertyValue when it is read.
     static constexpr int kMaxInterval = 65535;
     // The longest text the writer stores (the reader takes more, see CommandFileReader).
     static constexpr qsizetype kMaxTextLength = 65535;
     // save()'s answer when saveProblem() is not empty: nothing was written.
     static constexpr int kRefused = -1;
+    // read()'s error when the first line is not kHeader: not a command file of this version.
+    static constexpr int kNotCompatible = -2;
 
     std::uint8_t port = 1;                      // line 2
     int interval = 1000;                        // line 3, milliseconds
-    std::uint8_t resetValue = 9;                // line 4
+    std::uint8_t resetTension = 9;              // line 4
     QString title = QStringLiteral("No Title"); // line 5: the file's name when it was saved
     bool startBit = false;                      // line 6
     bool microwire = false;                     // line 7
@@ -53,6 +57,20 @@ struct CommandFile {
 
     // "C1" ... "C4", "D1" ... "D4" for cells 0 to 7.
     static QString cellName(int index);
+
+    // A command file as far as it could be read.
+    struct Read;
+    // Reads the 19 lines in order and stops at the first that fails: the header, the values
+    // (each within what its field holds; an interval outside 0 to kMaxInterval is
+    // RunTimeError::InvalidPropertyValue), how many lines were read and the error of the one
+    // that failed (kNotCompatible for a first line that is not the header).
+    static Read read(CommandFileReader& reader);
+};
+
+struct CommandFile::Read {
+    CommandFile file; // lines after the last one read keep their defaults
+    int lines = 0;    // lines read and found good: 19 for a whole file
+    int error = 0;    // 0, or the run-time error number of line lines + 1, or kNotCompatible
 };
 
 // Whether a directory lookup of path finds a file whose name equals, case-sensitively, the

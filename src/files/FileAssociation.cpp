@@ -1,12 +1,12 @@
 #include "files/FileAssociation.h"
 
+#include "base/SafeSave.h"
 #include "files/CommandFile.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QProcess>
-#include <QSaveFile>
 #include <QStandardPaths>
 
 #ifdef Q_OS_WIN
@@ -58,11 +58,7 @@ const char kIcon[] =
 )";
 
 bool writeFile(const QString& path, const QByteArray& content) {
-    if (!QDir().mkpath(QFileInfo(path).absolutePath()))
-        return false;
-    QSaveFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size() &&
-           file.commit();
+    return QDir().mkpath(QFileInfo(path).absolutePath()) && saveWhole(path, content) == 0;
 }
 
 // Runs a desktop tool found on the environment's PATH; false when it is missing, fails or
@@ -115,8 +111,7 @@ QList<RegistryStep> registryPlan(const QString& folder, const QString& executabl
         {Op::SetValue, kCurrentUser, openWith, QStringLiteral("MRUList"), QStringLiteral("a")},
         {Op::CreateKey, kClassesRoot, application, {}, {}},
         {Op::CreateKey, kClassesRoot, shell, {}, {}},
-        {Op::SetValue, kClassesRoot, shell, QStringLiteral("FriendlyCache"),
-         QStringLiteral("Tamsolvix and Explorer")},
+        {Op::SetValue, kClassesRoot, shell, QStringLiteral("FriendlyCache"), kProductDescription},
         {Op::CreateKey, kClassesRoot, open, {}, {}},
         {Op::CreateKey, kClassesRoot, command, {}, {}},
         {Op::SetValue, kClassesRoot, command, {}, openerCommand(folder, executableName)},

@@ -1,8 +1,5 @@
 #include "model/FrontPanel.h"
 
-#include <algorithm>
-#include <iterator>
-
 namespace {
 
 struct Design {
@@ -108,10 +105,6 @@ int FrontPanel::panelWidthTwips(int number) {
 
 Ctl FrontPanel::cell(int sequence, int k) {
     return kCellOrder[(sequence - 1) * 4 + (k - 1)];
-}
-
-bool FrontPanel::isCell(Ctl c) {
-    return std::find(std::begin(kCellOrder), std::end(kCellOrder), c) != std::end(kCellOrder);
 }
 
 QString FrontPanel::name(Ctl c) {

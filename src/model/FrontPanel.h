@@ -83,7 +83,6 @@ public:
     static int panelWidthTwips(int number);
     // The eight command cells, C1..C4 then D1..D4; cell(s, k) for sequence s, cell k.
     static Ctl cell(int sequence, int k);
-    static bool isCell(Ctl c);
     // The keyword list offered by every cell.
     const QStringList& cellItems() const { return cellItems_; }
     void setCellItems(const QStringList& items);

@@ -107,27 +107,6 @@ void Trace::level(Line line, bool high) {
         drawLevel({lastClockX_, lastClockLevel_, clockBaseline_, kClockRgb}, high);
 }
 
-void Trace::entry(QStringView lineName, int levelValue, int kind) {
-    switch (kind) {
-    case TraceLevel:
-        if (lineName == u"data")
-            level(Line::Data, levelValue != 0);
-        else if (lineName == u"clock")
-            level(Line::Clock, levelValue != 0);
-        else
-            advance(); // an unknown line takes its step all the same
-        break;
-    case TraceAckMark:
-        ackMark();
-        break;
-    case TraceSeparator:
-        separator();
-        break;
-    default:
-        break;
-    }
-}
-
 void Trace::ackMark() {
     if (lastDataX_ + kStep >= width())
         return;

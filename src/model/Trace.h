@@ -5,8 +5,8 @@
 #include <QColor>
 #include <QFont>
 #include <QImage>
+#include <QSize>
 #include <QString>
-#include <QStringView>
 
 #include <cstdint>
 #include <functional>
@@ -21,13 +21,6 @@
 // but not including, the end point; coordinates are rounded to whole pixels.
 class Trace : public LevelRecorder {
 public:
-    // The kinds of the trace's entry point.
-    enum Kind : std::uint8_t {
-        TraceLevel = 0,
-        TraceAckMark = 1,
-        TraceSeparator = 2
-    };
-
     static inline const QColor kBackground{128, 128, 128};
     static inline const QColor kTextColour{0, 255, 0};
     static inline const QColor kDataColour{255, 255, 0};
@@ -39,19 +32,19 @@ public:
     static constexpr int kStep = 5;
     static constexpr int kSwing = 10;
     static constexpr std::int16_t kFullX = 667;
+    // The observation picture's inner area, inside its sunken border in the window.
+    static constexpr QSize kPictureSize{533, 37};
 
     // size: the picture's inner area.
     explicit Trace(QSize size);
 
-    // The entry point: a line name ("data" or "clock"), a level (0 or 1) and a kind.
-    void entry(QStringView lineName, int level, int kind);
     void recordLevel(Line line, bool high) override { level(line, high); }
     void level(Line line, bool high);
     void ackMark();
     void separator();
 
     // Both lines count as high now; nothing is drawn.
-    void presetHigh();
+    void presetHigh() override;
     // Clears the picture and starts the positions at 0; prints "D" and "C" when analysing.
     void begin(bool analysisOn);
     // Start-up: prints "Analysis ON" or "Analysis OFF" and computes the baselines.

@@ -7,12 +7,20 @@
 namespace CommandCells {
 
 QStringList keywords() {
-    return {QStringLiteral("Stop"),      QStringLiteral("Dump1"),    QStringLiteral("Dump2"),
-            QStringLiteral("Indicator"), QStringLiteral("Potmeter"), QStringLiteral("Constans")};
+    return {kStop,
+            QStringLiteral("Dump1"),
+            QStringLiteral("Dump2"),
+            QStringLiteral("Indicator"),
+            QStringLiteral("Potmeter"),
+            QStringLiteral("Constans")};
+}
+
+bool isStop(const QString& text) {
+    return text == kStop;
 }
 
 Kind kind(const QString& text, bool microwire) {
-    if (text == u"Stop")
+    if (isStop(text))
         return Kind::Stop;
     if (text == u"Dump1")
         return Kind::Dump1;

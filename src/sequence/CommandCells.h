@@ -26,11 +26,15 @@ enum class Kind {
     Constant
 };
 
+inline const QString kStop = QStringLiteral("Stop");
+
 // The list items every cell offers, in this order; "Constans" is no keyword (it is the
 // constant 0).
 QStringList keywords();
 
 Kind kind(const QString& text, bool microwire);
+// Whether the text is the keyword "Stop" (that ends the sequence before this cell).
+bool isStop(const QString& text);
 
 // The byte a constant stands for, or nullopt when it is outside 0 to 255 (also when it is too
 // large for any integer, or not a number at all beyond its leading part).

@@ -1,18 +1,19 @@
 #include "sequence/SequenceRunner.h"
 
 #include "base/Numbers.h"
+#include "model/PanelTexts.h"
 #include "sequence/CommandCells.h"
 
 using CommandCells::Kind;
 
-void SequenceRunner::setRunPanel(int sequence, bool running) {
-    panel_.setText(FrontPanel::panel(1 + sequence),
-                   QStringLiteral("Sequence %1: %2")
-                       .arg(sequence)
-                       .arg(running ? QStringLiteral("Run") : QStringLiteral("Stop")));
+RunOutcome& RunOutcome::operator+=(const RunOutcome& next) {
+    timerOff = timerOff || next.timerOff;
+    bytesRead.insert(bytesRead.end(), next.bytesRead.begin(), next.bytesRead.end());
+    return *this;
 }
 
-void SequenceRunner::showRead(Kind kind, int byte) {
+void SequenceRunner::showRead(Kind kind, int byte, RunOutcome& outcome) {
+    outcome.bytesRead.push_back(byte);
     if (kind == Kind::Indicator) {
         panel_.setValue(Ctl::Analog_be, byte);
         panel_.setText(Ctl::Analog_be_sz, numberText(panel_.value(Ctl::Analog_be)));
@@ -23,30 +24,52 @@ void SequenceRunner::showRead(Kind kind, int byte) {
     panel_.appendText(first ? Ctl::Dump1 : Ctl::Dump2, CommandCells::decimalEntry(byte));
 }
 
-void SequenceRunner::RunI2cSequence(int sequence) {
+RunOutcome SequenceRunner::run(int sequence, bool microwire) {
+    RunOutcome outcome;
     if (!state_.powerOn)
-        return;
-    setRunPanel(sequence, true);
+        return outcome;
+    panel_.setText(FrontPanel::panel(1 + sequence), PanelTexts::sequence(sequence, true));
     for (int n = 4; n <= 7; ++n)
-        panel_.setText(FrontPanel::panel(n), QString());
-    trace_.begin(analysing());
+        panel_.setText(FrontPanel::panel(n), microwire ? PanelTexts::kNotAcknowledged : QString());
+    trace_.begin(analysisOn());
     lines_.beginRun();
-    i2c_.start();
-    if (analysing())
-        trace_.separator();
-    Cell outcome = Cell::Done;
-    for (int k = 1; k <= 4 && outcome == Cell::Done; ++k) {
-        outcome = i2cCell(sequence, k);
-        if (outcome == Cell::Done && analysing())
+    if (microwire)
+        openMicrowire();
+    else
+        openI2c();
+    Cell cell = Cell::Done;
+    for (int k = 1; k <= 4 && cell == Cell::Done; ++k) {
+        cell = microwire ? microwireCell(sequence, k, outcome) : i2cCell(sequence, k, outcome);
+        if (cell == Cell::Done && analysisOn())
             trace_.separator();
     }
-    i2c_.stop();
-    setRunPanel(sequence, false);
-    if (outcome == Cell::RejectedTimerOff)
-        selectNoff_();
+    if (microwire)
+        microwire_.end();
+    else
+        i2c_.stop();
+    panel_.setText(FrontPanel::panel(1 + sequence), PanelTexts::sequence(sequence, false));
+    outcome.timerOff = cell == Cell::RejectedTimerOff;
+    return outcome;
 }
 
-SequenceRunner::Cell SequenceRunner::i2cCell(int sequence, int k) {
+void SequenceRunner::openI2c() {
+    i2c_.start();
+    if (analysisOn())
+        trace_.separator();
+}
+
+void SequenceRunner::openMicrowire() {
+    microwire_.resetPulse(state_.resetTension);
+    if (analysisOn())
+        trace_.separator();
+    if (state_.startBitOn) {
+        microwire_.writeBit(true);
+        if (analysisOn())
+            trace_.ackMark();
+    }
+}
+
+SequenceRunner::Cell SequenceRunner::i2cCell(int sequence, int k, RunOutcome& outcome) {
     const Ctl cell = FrontPanel::cell(sequence, k);
     const QString text = panel_.text(cell);
     const Kind kind = CommandCells::kind(text, false);
@@ -57,8 +80,9 @@ SequenceRunner::Cell SequenceRunner::i2cCell(int sequence, int k) {
     case Kind::Dump2:
     case Kind::Indicator: {
         // The byte is acknowledged (more to come) unless the next cell ends the transfer.
-        const bool more = k < 4 && panel_.text(FrontPanel::cell(sequence, k + 1)) != u"Stop";
-        showRead(kind, i2c_.readByte(more));
+        const bool more =
+            k < 4 && !CommandCells::isStop(panel_.text(FrontPanel::cell(sequence, k + 1)));
+        showRead(kind, i2c_.readByte(more), outcome);
         return Cell::Done;
     }
     case Kind::Potmeter:
@@ -78,42 +102,14 @@ SequenceRunner::Cell SequenceRunner::i2cCell(int sequence, int k) {
         panel_.setText(cell, CommandCells::rewrittenConstant(value));
     }
     const bool acknowledged = i2c_.writeByte(value);
-    if (analysing())
+    if (analysisOn())
         trace_.ackMark();
     if (acknowledged)
-        panel_.setText(FrontPanel::panel(3 + k), QStringLiteral("A"));
+        panel_.setText(FrontPanel::panel(3 + k), PanelTexts::kAcknowledged);
     return Cell::Done;
 }
 
-void SequenceRunner::RunMicrowireSequence(int sequence) {
-    if (!state_.powerOn)
-        return;
-    setRunPanel(sequence, true);
-    for (int n = 4; n <= 7; ++n)
-        panel_.setText(FrontPanel::panel(n), QStringLiteral("NA"));
-    trace_.begin(analysing());
-    lines_.beginRun();
-    microwire_.resetPulse(state_.resetTension);
-    if (analysing())
-        trace_.separator();
-    if (state_.startBitOn) {
-        microwire_.writeBit(true);
-        if (analysing())
-            trace_.ackMark();
-    }
-    Cell outcome = Cell::Done;
-    for (int k = 1; k <= 4 && outcome == Cell::Done; ++k) {
-        outcome = microwireCell(sequence, k);
-        if (outcome == Cell::Done && analysing())
-            trace_.separator();
-    }
-    microwire_.end();
-    setRunPanel(sequence, false);
-    if (outcome == Cell::RejectedTimerOff)
-        selectNoff_();
-}
-
-SequenceRunner::Cell SequenceRunner::microwireCell(int sequence, int k) {
+SequenceRunner::Cell SequenceRunner::microwireCell(int sequence, int k, RunOutcome& outcome) {
     const Ctl cell = FrontPanel::cell(sequence, k);
     const QString text = panel_.text(cell);
     const Kind kind = CommandCells::kind(text, true);
@@ -123,7 +119,7 @@ SequenceRunner::Cell SequenceRunner::microwireCell(int sequence, int k) {
     case Kind::Dump1:
     case Kind::Dump2:
     case Kind::Indicator:
-        showRead(kind, microwire_.readByte());
+        showRead(kind, microwire_.readByte(), outcome);
         return Cell::Done;
     case Kind::Potmeter:
         microwire_.writeByte(panel_.value(Ctl::Analog_ki));

@@ -1,14 +1,20 @@
 #pragma once
 
-#include "bus/I2cBus.h"
-#include "bus/MicrowireBus.h"
-#include "model/Dialogs.h"
-#include "model/FrontPanel.h"
-#include "model/TesterState.h"
-#include "model/Trace.h"
+#include "model/Workbench.h"
 #include "sequence/CommandCells.h"
 
-#include <functional>
+#include <vector>
+
+// What a run did, for its caller.
+struct RunOutcome {
+    // A rejected cell switched the non-stop timer off (the option "Off" is selected).
+    bool timerOff = false;
+    // The bytes the cells read, in the order they were read.
+    std::vector<int> bytesRead;
+
+    // One outcome for two runs in turn.
+    RunOutcome& operator+=(const RunOutcome& next);
+};
 
 // Runs one sequence, the four command cells of Sequence 1 (C1..C4) or 2 (D1..D4), as one
 // transaction on the I2C or the Microwire bus, and shows what happened: the run state in
@@ -16,21 +22,21 @@
 // indicator, and, while analysis is on, separators and marks in the observation picture.
 //
 // The cells are read when the run reaches them; a run keeps no state between calls.
+//
+//   I2C        start, the cells until a "Stop" or the fourth, stop. An invalid constant stops
+//              the run after a message and switches the non-stop timer off.
+//   Microwire  reset pulse, the start bit when it is on, the cells, the end condition. An
+//              illegal bit stops the run and switches the timer off; an invalid constant
+//              stops the run but leaves the timer as it is.
 class SequenceRunner {
 public:
-    SequenceRunner(FrontPanel& panel, Dialogs& dialogs, const TesterState& state, PortLines& lines,
-                   Trace& trace, I2cBus& i2c, MicrowireBus& microwire,
-                   std::function<void()> selectNoff)
-        : panel_(panel), dialogs_(dialogs), state_(state), lines_(lines), trace_(trace), i2c_(i2c),
-          microwire_(microwire), selectNoff_(std::move(selectNoff)) {}
+    explicit SequenceRunner(Workbench& bench)
+        : panel_(bench.panel), dialogs_(bench.dialogs), state_(bench.state), lines_(bench.lines),
+          trace_(bench.trace), i2c_(bench.i2c), microwire_(bench.microwire) {}
 
-    // Start, the cells until a "Stop" or the fourth, stop. Does nothing with the power off.
-    // An invalid constant stops the run after a message and switches the non-stop timer off.
-    void RunI2cSequence(int sequence);
-    // Reset pulse, the start bit when it is on, the cells, the end condition. Does nothing
-    // with the power off. An illegal bit stops the run and switches the timer off; an invalid
-    // constant stops the run but leaves the timer as it is.
-    void RunMicrowireSequence(int sequence);
+    // Runs the sequence on the I2C or the Microwire bus. Does nothing with the power off; the
+    // caller switches the timer off when the outcome says so.
+    RunOutcome run(int sequence, bool microwire);
 
 private:
     // How a cell ended; every outcome but Done ends the run with the bus's end condition.
@@ -40,12 +46,15 @@ private:
         Rejected,        // refused after a message
         RejectedTimerOff // refused after a message; the non-stop timer is switched off too
     };
-    Cell i2cCell(int sequence, int k);
-    Cell microwireCell(int sequence, int k);
-    // Reads a byte with the bus's read and shows it where the keyword says.
-    void showRead(CommandCells::Kind kind, int byte);
-    void setRunPanel(int sequence, bool running);
-    bool analysing() const { return lines_.analysisOn(); }
+    // What comes before the first cell: the start condition, or the reset pulse and the
+    // start bit.
+    void openI2c();
+    void openMicrowire();
+    Cell i2cCell(int sequence, int k, RunOutcome& outcome);
+    Cell microwireCell(int sequence, int k, RunOutcome& outcome);
+    // Shows a byte read where the keyword says.
+    void showRead(CommandCells::Kind kind, int byte, RunOutcome& outcome);
+    bool analysisOn() const { return lines_.analysisOn(); }
 
     FrontPanel& panel_;
     Dialogs& dialogs_;
@@ -54,5 +63,4 @@ private:
     Trace& trace_;
     I2cBus& i2c_;
     MicrowireBus& microwire_;
-    std::function<void()> selectNoff_;
 };

@@ -22,7 +22,6 @@ public:
     void setLatch(std::uint8_t value) { latch_ = value; }
     // What the outside world does to the pins: a 0 bit pulls that pin low, a 1 bit leaves it.
     void setExternalInputs(std::uint8_t levels) { external_ = levels; }
-    std::uint8_t externalInputs() const { return external_; }
     std::uint8_t pins() const { return static_cast<std::uint8_t>(latch_ & external_); }
 
 protected:

@@ -34,7 +34,6 @@ public:
 
     // The level at AINn as an 8-bit code (VDD/256 per step).
     void setInput(int channel, AnalogInput input) { inputs_[channel & 3] = std::move(input); }
-    std::uint8_t control() const { return control_; }
     std::uint8_t dac() const { return dac_; }
     bool analogOutputEnabled() const { return (control_ & kOutputEnable) != 0; }
     int channel() const { return channel_; }

@@ -5,6 +5,8 @@
 #include "sim/Pcf8574.h"
 #include "sim/Pcf8591.h"
 
+#include "base/UartFrame.h"
+
 #include <QStringList>
 
 #include <algorithm>
@@ -14,7 +16,7 @@ namespace {
 constexpr int kMaxSettleRounds = 4;
 constexpr std::uint64_t kChipSelectGapNs = 1'000;
 
-using Wire = WireProbe::Wire;
+using Wire = WireRecorder::Wire;
 
 } // namespace
 
@@ -73,16 +75,16 @@ void SimulatedBoard::addTestBoardChips() {
     });
 }
 
-void SimulatedBoard::setProbe(WireProbe* probe) {
-    probe_ = probe;
-    if (!probe_)
+void SimulatedBoard::setRecorder(WireRecorder* recorder) {
+    recorder_ = recorder;
+    if (!recorder_)
         return;
-    probe_->record(Wire::DataOut, wires_.dtr, nowNs_);
-    probe_->record(Wire::Clock, wires_.rts, nowNs_);
-    probe_->record(Wire::Data, wires_.data, nowNs_);
-    probe_->record(Wire::Dsr, dsrLevel(), nowNs_);
-    probe_->record(Wire::Txd, wires_.txd, nowNs_);
-    probe_->record(Wire::ChipSelect, wires_.cs, nowNs_);
+    recorder_->record(Wire::DataOut, wires_.dtr, nowNs_);
+    recorder_->record(Wire::Clock, wires_.rts, nowNs_);
+    recorder_->record(Wire::Data, wires_.data, nowNs_);
+    recorder_->record(Wire::Dsr, dsrLevel(), nowNs_);
+    recorder_->record(Wire::Txd, wires_.txd, nowNs_);
+    recorder_->record(Wire::ChipSelect, wires_.cs, nowNs_);
 }
 
 bool SimulatedBoard::open(QString* whyNot) {
@@ -154,12 +156,12 @@ void SimulatedBoard::drive(bool dtr, bool rts) {
     wires_.dtr = dtr;
     wires_.rts = rts;
     const bool data = dtr && !pulled_;
-    if (probe_) {
-        probe_->record(Wire::DataOut, dtr, nowNs_);
-        probe_->record(Wire::Clock, rts, nowNs_);
-        probe_->record(Wire::Data, data, nowNs_);
+    if (recorder_) {
+        recorder_->record(Wire::DataOut, dtr, nowNs_);
+        recorder_->record(Wire::Clock, rts, nowNs_);
+        recorder_->record(Wire::Data, data, nowNs_);
         if (rtsMoved)
-            probeDsr();
+            recordDsr();
     }
     wires_.data = data;
     settle(nowNs_, true);
@@ -183,8 +185,8 @@ void SimulatedBoard::settle(std::uint64_t atNs, bool notify) {
             break;
         // A chip moved the line: every chip sees that too.
         wires_.data = data;
-        if (probe_)
-            probe_->record(Wire::Data, data, atNs + kOutputDelayNs);
+        if (recorder_)
+            recorder_->record(Wire::Data, data, atNs + kOutputDelayNs);
     }
     updateNextEvent();
 }
@@ -205,14 +207,14 @@ void SimulatedBoard::runEvents(std::uint64_t untilNs) {
         for (; !txdEdges_.empty() && txdEdges_.front().atNs == t; txdEdges_.pop_front()) {
             moved = moved || wires_.txd != txdEdges_.front().level;
             wires_.txd = txdEdges_.front().level;
-            if (probe_)
-                probe_->record(Wire::Txd, wires_.txd, t);
+            if (recorder_)
+                recorder_->record(Wire::Txd, wires_.txd, t);
         }
         for (; !csEdges_.empty() && csEdges_.front().atNs == t; csEdges_.pop_front()) {
             moved = moved || wires_.cs != csEdges_.front().level;
             wires_.cs = csEdges_.front().level;
-            if (probe_)
-                probe_->record(Wire::ChipSelect, wires_.cs, t);
+            if (recorder_)
+                recorder_->record(Wire::ChipSelect, wires_.cs, t);
         }
         if (deviceWakeNs_ <= t)
             for (const auto& d : devices_)
@@ -262,8 +264,8 @@ bool SimulatedBoard::dsrLevel() const {
     return wires_.rts;
 }
 
-void SimulatedBoard::probeDsr() {
-    probe_->record(Wire::Dsr, dsrLevel(), nowNs_);
+void SimulatedBoard::recordDsr() {
+    recorder_->record(Wire::Dsr, dsrLevel(), nowNs_);
 }
 
 bool SimulatedBoard::dsr() {
@@ -272,8 +274,8 @@ bool SimulatedBoard::dsr() {
     const bool level = dsrLevel();
     if (dsrReadsSinceOpen_ < 2) {
         ++dsrReadsSinceOpen_;
-        if (probe_)
-            probeDsr(); // a late strap may have settled now
+        if (recorder_)
+            recordDsr(); // a late strap may have settled now
     }
     return level;
 }
@@ -285,10 +287,6 @@ int SimulatedBoard::resetPulseBits(std::uint8_t character) {
     return n;
 }
 
-std::uint64_t SimulatedBoard::bitTimesNs(int k) {
-    return (static_cast<std::uint64_t>(k) * 1'000'000'000u + 1'200u) / 2'400u;
-}
-
 void SimulatedBoard::sendByte(std::uint8_t byte) {
     if (!tick())
         return;
@@ -297,17 +295,13 @@ void SimulatedBoard::sendByte(std::uint8_t byte) {
 
     // The frame on TXD: start bit, bits 0 to 7, stop bit.
     const std::uint64_t start = std::max(t, txdFreeAtNs_);
-    bool level = true; // idle, or the stop bit of the frame before
-    for (int k = 0; k < 10; ++k) {
-        const bool bit = k == 0 ? false : k == 9 ? true : ((byte >> (k - 1)) & 1u) != 0;
-        if (bit != level)
-            txdEdges_.push_back({start + bitTimesNs(k), bit});
-        level = bit;
-    }
-    txdFreeAtNs_ = start + bitTimesNs(10);
+    UartFrame::forEachEdge(byte, [&](std::uint64_t offsetNs, bool level) {
+        txdEdges_.push_back({start + offsetNs, level});
+    });
+    txdFreeAtNs_ = start + UartFrame::bitTimesNs(UartFrame::kBits);
 
     // The reset circuit: CS high for n bit times from now.
-    const std::uint64_t pulse = bitTimesNs(resetPulseBits(byte));
+    const std::uint64_t pulse = UartFrame::bitTimesNs(resetPulseBits(byte));
     csEdges_.clear();
     if (wires_.cs) {
         csEdges_.push_back({t, false});

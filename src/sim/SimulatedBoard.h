@@ -60,7 +60,7 @@ public:
     };
 
     static constexpr std::uint64_t kTriangleStepNs = 100'000;
-    // A chip's output follows the clock edge that causes it after this long (seen by a probe).
+    // A chip's output follows the clock edge that causes it after this long (seen by a recorder).
     static constexpr std::uint64_t kOutputDelayNs = 1'000;
 
     SimulatedBoard();
@@ -98,9 +98,9 @@ public:
     Pcf8591* pcf8591() const { return pcf8591_; }
     Eeprom93c46* eeprom93c46() const { return eeprom93c46_; }
 
-    // Clips a probe onto the wires (nullptr removes it); the board does not own it. The probe
+    // Clips a recorder onto the wires (nullptr removes it); the board does not own it. It
     // gets the present level of every wire at once, then every change.
-    void setProbe(WireProbe* probe);
+    void setRecorder(WireRecorder* recorder);
 
     // PortBackend
     void selectPort(int number) override { selected_ = number; }
@@ -114,7 +114,7 @@ public:
     bool dsr() override;
     void sendByte(std::uint8_t byte) override;
 
-    // What a probe on the board sees.
+    // What a recorder on the board sees.
     const BoardWires& wires() const { return wires_; }
     std::uint64_t nowNs() const override { return nowNs_; }
     std::uint64_t portCalls() const { return portCalls_; }
@@ -123,8 +123,6 @@ public:
 
     // The reset circuit: how many bit times at 2400 baud CS stays high for a character.
     static int resetPulseBits(std::uint8_t character);
-    // k bit times at 2400 baud, in nanoseconds (rounded).
-    static std::uint64_t bitTimesNs(int k);
 
 private:
     struct Edge {
@@ -141,7 +139,7 @@ private:
     void runEvents(std::uint64_t untilNs);
     void updateNextEvent();
     bool dsrLevel() const;
-    void probeDsr();
+    void recordDsr();
 
     std::map<int, PortState> ports_;
     std::vector<std::unique_ptr<SimDevice>> devices_;
@@ -149,7 +147,7 @@ private:
     Pcf8574* pcf8574_ = nullptr;
     Pcf8591* pcf8591_ = nullptr;
     Eeprom93c46* eeprom93c46_ = nullptr;
-    WireProbe* probe_ = nullptr;
+    WireRecorder* recorder_ = nullptr;
     std::vector<std::uint8_t> sent_;
     std::deque<Edge> txdEdges_;
     std::deque<Edge> csEdges_;

@@ -4,7 +4,7 @@
 
 #include <QFile>
 
-const char* WireProbe::wireName(Wire wire) {
+const char* WireRecorder::wireName(Wire wire) {
     switch (wire) {
     case Wire::DataOut:
         return "dtr";
@@ -22,7 +22,7 @@ const char* WireProbe::wireName(Wire wire) {
     return "?";
 }
 
-void WireProbe::record(Wire wire, bool level, std::uint64_t atNs) {
+void WireRecorder::record(Wire wire, bool level, std::uint64_t atNs) {
     int& last = last_[static_cast<std::size_t>(wire)];
     if (last == (level ? 1 : 0))
         return;
@@ -30,12 +30,12 @@ void WireProbe::record(Wire wire, bool level, std::uint64_t atNs) {
     changes_.push_back({atNs, wire, level});
 }
 
-void WireProbe::clear() {
+void WireRecorder::clear() {
     changes_.clear();
     last_.fill(-1);
 }
 
-QByteArray WireProbe::vcd() const {
+QByteArray WireRecorder::vcd() const {
     std::vector<QByteArray> names;
     for (int w = 0; w < kWires; ++w)
         names.emplace_back(wireName(static_cast<Wire>(w)));
@@ -43,11 +43,11 @@ QByteArray WireProbe::vcd() const {
     changes.reserve(changes_.size());
     for (const Change& c : changes_)
         changes.push_back({c.atNs, static_cast<int>(c.wire), c.level});
-    return ValueChangeDump("Tamsolvix simulated board probe", "board", std::move(names), 1000)
+    return ValueChangeDump("Tamsolvix simulated board recorder", "board", std::move(names), 1000)
         .text(std::move(changes));
 }
 
-bool WireProbe::writeVcd(const QString& path, QString* whyNot) const {
+bool WireRecorder::writeVcd(const QString& path, QString* whyNot) const {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         if (whyNot)

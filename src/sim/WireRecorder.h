@@ -17,7 +17,7 @@
 //   dsr   the DSR input                    txd   the serial transmit line (UART frames)
 //   cs    the Microwire chip select
 // A chip's output appears on data kOutputDelayNs after the edge that caused it.
-class WireProbe {
+class WireRecorder {
 public:
     enum class Wire {
         DataOut,

@@ -1,6 +1,5 @@
 #include "ui/ExplanationPicture.h"
 
-#include "actions/Tester.h"
 #include "bus/I2cBus.h"
 #include "bus/PortLines.h"
 #include "model/Trace.h"
@@ -41,8 +40,8 @@ public:
 QImage exampleStrip(int address, int readValue) {
     ExampleBus bus;
     PortLines lines(bus);
-    Trace trace(Tester::kPictureSize);
-    I2cBus i2c(lines, trace);
+    Trace trace(Trace::kPictureSize);
+    I2cBus i2c(lines);
     lines.setRecorder(&trace);
     lines.setAnalysisOn(true);
     trace.init(false);
@@ -82,7 +81,7 @@ QImage explanationPicture() {
     font.setPixelSize(12);
     QFont bold = font;
     bold.setBold(true);
-    const int left = (kPictureSize.width() - Tester::kPictureSize.width()) / 2;
+    const int left = (kPictureSize.width() - Trace::kPictureSize.width()) / 2;
 
     p.setFont(bold);
     p.setPen(kText);
@@ -113,7 +112,7 @@ QImage explanationPicture() {
         p.setPen(kText);
         p.drawText(l.x + 24, l.y, QString::fromLatin1(l.text));
     }
-    p.drawText(QRect(left, 200, Tester::kPictureSize.width(), 64), Qt::TextWordWrap,
+    p.drawText(QRect(left, 200, Trace::kPictureSize.width(), 64), Qt::TextWordWrap,
                QStringLiteral("Time is not to scale: each level set or read moves 5 pixels to "
                               "the right; a written bit takes 4 steps, a read bit 5. \"More "
                               "Time!\" means the strip is full: the rest of the run is not drawn. "

@@ -1,5 +1,7 @@
 #include "ui/MainWindow.h"
 
+#include "base/LineEnds.h"
+
 #include "actions/Tester.h"
 
 #include <QAction>
@@ -110,7 +112,7 @@ QComboBox* MainWindow::makeCell(QWidget* parent, Ctl c, int x, int y) {
     connect(cell, &QComboBox::editTextChanged, this,
             [this, c](const QString& text) { panel_.setText(c, text); });
     connect(cell->lineEdit(), &QLineEdit::returnPressed, this,
-            [this, c] { tester_.cellEnterPressed(c); });
+            [this, c] { tester_.runs().cellEnterPressed(c); });
     return cell;
 }
 
@@ -189,7 +191,7 @@ void MainWindow::buildControls(QWidget* client) {
         option->setGeometry(8, 20 + i * 21, 58, 18);
         widgets_[static_cast<int>(options[i])] = option;
         connect(option, &QRadioButton::clicked, this,
-                [this, c = options[i]] { tester_.selectOption(c); });
+                [this, c = options[i]] { tester_.runs().selectOption(c); });
     }
     auto* power = new QPushButton(client);
     power->setGeometry(478, kReadoutTop + 2, 69, 104);
@@ -234,7 +236,7 @@ void MainWindow::buildStatusBar(QWidget* client) {
         label->setFrameStyle(QFrame::Panel | QFrame::Sunken);
         label->setIndent(2);
         connect(label, &ClickLabel::doubleClicked, this,
-                [this, n] { tester_.Status_PanelDblClick(n); });
+                [this, n] { tester_.setup().Status_PanelDblClick(n); });
         x += w;
     }
 }
@@ -294,35 +296,35 @@ void MainWindow::connectActions() {
         else if (QAction* a = action(c))
             connect(a, &QAction::triggered, this, handler);
     };
-    onClick(Ctl::PowerG, [this] { tester_.TogglePower(); });
-    onClick(Ctl::Note, [this] { tester_.EditNote(); });
-    onClick(Ctl::Mset_port, [this] { tester_.ChoosePort(); });
-    onClick(Ctl::Mset_micro, [this] { tester_.Mset_micro_Click(); });
-    onClick(Ctl::Mset_start, [this] { tester_.Mset_start_Click(); });
+    onClick(Ctl::PowerG, [this] { tester_.power().TogglePower(); });
+    onClick(Ctl::Note, [this] { tester_.setup().EditNote(); });
+    onClick(Ctl::Mset_port, [this] { tester_.power().ChoosePort(); });
+    onClick(Ctl::Mset_micro, [this] { tester_.setup().Mset_micro_Click(); });
+    onClick(Ctl::Mset_start, [this] { tester_.setup().Mset_start_Click(); });
     onClick(Ctl::Mfile_exit, [this] { close(); });
     connect(static_cast<ClickLabel*>(widget(Ctl::Megjegyzes)), &ClickLabel::doubleClicked, this,
-            [this] { tester_.EditNote(); });
+            [this] { tester_.setup().EditNote(); });
     connect(observation_, &ObservationView::rightButtonReleased, this,
             [this](QPoint at) { popup_->popup(at); });
-    onClick(Ctl::Anal_be, [this] { tester_.Anal_be_Click(); });
-    onClick(Ctl::Rep_Clear, [this] { tester_.Rep_Clear_Click(); });
-    onClick(Ctl::Fexport, [this] { tester_.ExportObservation(); });
-    onClick(Ctl::Rep_export, [this] { tester_.ExportObservation(); });
-    onClick(Ctl::Anal_vcd, [this] { tester_.ExportObservationVcd(); });
-    onClick(Ctl::Anal_exp, [this] { tester_.ShowExplanation(); });
-    onClick(Ctl::Rep_exp, [this] { tester_.ShowExplanation(); });
-    onClick(Ctl::Mfile_about, [this] { tester_.Mfile_about_Click(); });
-    onClick(Ctl::Mset_reset, [this] { tester_.Mset_reset_Click(); });
-    onClick(Ctl::Mset_Device, [this] { tester_.DeviceDetect(); });
-    onClick(Ctl::Mset_Test, [this] { tester_.LineProbe(); });
-    onClick(Ctl::Go1, [this] { tester_.Go1_Click(); });
-    onClick(Ctl::Go2, [this] { tester_.Go2_Click(); });
-    onClick(Ctl::Cl1, [this] { tester_.Cl1_Click(); });
-    onClick(Ctl::Cl2, [this] { tester_.Cl2_Click(); });
-    onClick(Ctl::Mset_timer, [this] { tester_.Mset_timer_Click(); });
-    onClick(Ctl::Mfile_open, [this] { tester_.Mfile_open_Click(); });
-    onClick(Ctl::Mfile_save, [this] { tester_.Mfile_save_Click(); });
-    onClick(Ctl::Mset_asoc, [this] { tester_.Mset_asoc_Click(); });
+    onClick(Ctl::Anal_be, [this] { tester_.observation().Anal_be_Click(); });
+    onClick(Ctl::Rep_Clear, [this] { tester_.observation().Rep_Clear_Click(); });
+    onClick(Ctl::Fexport, [this] { tester_.observation().ExportObservation(); });
+    onClick(Ctl::Rep_export, [this] { tester_.observation().ExportObservation(); });
+    onClick(Ctl::Anal_vcd, [this] { tester_.observation().ExportObservationVcd(); });
+    onClick(Ctl::Anal_exp, [this] { tester_.observation().ShowExplanation(); });
+    onClick(Ctl::Rep_exp, [this] { tester_.observation().ShowExplanation(); });
+    onClick(Ctl::Mfile_about, [this] { tester_.files().Mfile_about_Click(); });
+    onClick(Ctl::Mset_reset, [this] { tester_.setup().Mset_reset_Click(); });
+    onClick(Ctl::Mset_Device, [this] { tester_.diagnostics().DeviceDetect(); });
+    onClick(Ctl::Mset_Test, [this] { tester_.diagnostics().LineProbe(); });
+    onClick(Ctl::Go1, [this] { tester_.runs().Go1_Click(); });
+    onClick(Ctl::Go2, [this] { tester_.runs().Go2_Click(); });
+    onClick(Ctl::Cl1, [this] { tester_.runs().Cl1_Click(); });
+    onClick(Ctl::Cl2, [this] { tester_.runs().Cl2_Click(); });
+    onClick(Ctl::Mset_timer, [this] { tester_.setup().Mset_timer_Click(); });
+    onClick(Ctl::Mfile_open, [this] { tester_.files().Mfile_open_Click(); });
+    onClick(Ctl::Mfile_save, [this] { tester_.files().Mfile_save_Click(); });
+    onClick(Ctl::Mset_asoc, [this] { tester_.files().Mset_asoc_Click(); });
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
@@ -391,8 +393,7 @@ void MainWindow::sync(Ctl c) {
                     "background-color: %1; border: 1px solid #606060; border-radius: 3px;")
                     .arg(s.colour.name()));
     } else if (auto* box = qobject_cast<QPlainTextEdit*>(w)) {
-        QString shown = s.text; // the read-outs break their lines with CR LF
-        shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+        const QString shown = withLineFeeds(s.text); // the read-outs break lines with CR LF
         if (box->toPlainText() != shown) {
             box->setPlainText(shown);
             box->verticalScrollBar()->setValue(box->verticalScrollBar()->maximum());

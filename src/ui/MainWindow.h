@@ -65,7 +65,6 @@ public:
     QMenu* popupMenu() const { return popup_; }
 
 signals:
-    void exitRequested();
     // The window is closing (close box or "Exit"): the settings are written now.
     void closing();
 

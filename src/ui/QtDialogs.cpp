@@ -1,6 +1,8 @@
 #include "ui/QtDialogs.h"
 
-#include "actions/Tester.h"
+#include "base/LineEnds.h"
+
+#include "model/PanelTexts.h"
 #include "ui/ExplanationWindow.h"
 
 #include <QApplication>
@@ -8,19 +10,11 @@
 #include <QInputDialog>
 #include <QMessageBox>
 
-namespace {
-// The texts join their lines with CR LF; Qt's labels want a plain line feed.
-QString shown(const QString& text) {
-    QString s = text;
-    return s.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-}
-} // namespace
-
 Dialogs::Answer QtDialogs::message(const QString& text, Buttons buttons, Icon icon,
                                    const QString& detail) {
     QMessageBox box(parent_);
-    box.setWindowTitle(Tester::kApplicationTitle);
-    box.setText(shown(text));
+    box.setWindowTitle(PanelTexts::kApplicationTitle);
+    box.setText(withLineFeeds(text));
     if (!detail.isEmpty())
         box.setInformativeText(detail);
     box.setIcon(icon == Icon::Question   ? QMessageBox::Question
@@ -38,8 +32,8 @@ Dialogs::Answer QtDialogs::message(const QString& text, Buttons buttons, Icon ic
 std::optional<QString> QtDialogs::input(const QString& prompt, const QString& title,
                                         const QString& defaultText) {
     bool ok = false;
-    const QString answer =
-        QInputDialog::getText(parent_, title, shown(prompt), QLineEdit::Normal, defaultText, &ok);
+    const QString answer = QInputDialog::getText(parent_, title, withLineFeeds(prompt),
+                                                 QLineEdit::Normal, defaultText, &ok);
     if (!ok)
         return std::nullopt;
     return answer;

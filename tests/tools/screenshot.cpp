@@ -29,16 +29,16 @@ int main(int argc, char** argv) {
 
     // A scan, two bytes written into the EEPROM, then a read of the ADC: what a first session
     // on the test board looks like.
-    tester.DeviceDetect();
+    tester.diagnostics().DeviceDetect();
     const char* seq1[] = {"&hA0", "&h10", "&h54", "&h61"};
     const char* seq2[] = {"&h91", "Dump2", "Dump2", "Indicator"};
     for (int k = 1; k <= 4; ++k) {
         panel.setText(FrontPanel::cell(1, k), QString::fromLatin1(seq1[k - 1]));
         panel.setText(FrontPanel::cell(2, k), QString::fromLatin1(seq2[k - 1]));
     }
-    tester.Go1_Click();
+    tester.runs().Go1_Click();
     board->elapse(6'000'000);
-    tester.Go2_Click();
+    tester.runs().Go2_Click();
 
     QApplication::processEvents();
     if (!window.grab().save(QString::fromLocal8Bit(argv[1]))) {
