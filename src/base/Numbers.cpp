@@ -51,6 +51,30 @@ bool isDigit(QChar c) {
     return c >= u'0' && c <= u'9';
 }
 
+// An exponent ("E", "e", "D" or "d", an optional sign, digits): appended to number as "e"
+// and its value, which is returned; 0 when there is none.
+long long readExponent(Reader& r, std::string& number) {
+    const QChar e = r.peek().toUpper();
+    if (e != u'E' && e != u'D')
+        return 0;
+    r.next();
+    bool negative = false;
+    if (r.peek() == u'+' || r.peek() == u'-') {
+        negative = r.peek() == u'-';
+        r.next();
+    }
+    std::string digits;
+    for (; isDigit(r.peek()); r.next())
+        if (digits.size() < 12) // beyond this any exponent is absurd either way
+            digits += static_cast<char>(r.peek().unicode());
+    if (digits.empty())
+        return 0;
+    const long long exponent = std::stoll(digits) * (negative ? -1 : 1);
+    number += 'e';
+    number += std::to_string(exponent);
+    return exponent;
+}
+
 } // namespace
 
 double numericValue(QStringView text) {
@@ -89,25 +113,7 @@ double numericValue(QStringView text) {
     }
     if (!anyDigit)
         return 0;
-    long long exponent = 0;
-    const QChar e = r.peek().toUpper();
-    if (e == u'E' || e == u'D') {
-        r.next();
-        bool negative = false;
-        if (r.peek() == u'+' || r.peek() == u'-') {
-            negative = r.peek() == u'-';
-            r.next();
-        }
-        std::string digits;
-        for (; isDigit(r.peek()); r.next())
-            if (digits.size() < 12) // beyond this any exponent is absurd either way
-                digits += static_cast<char>(r.peek().unicode());
-        if (!digits.empty()) {
-            exponent = std::stoll(digits) * (negative ? -1 : 1);
-            number += 'e';
-            number += std::to_string(exponent);
-        }
-    }
+    const long long exponent = readExponent(r, number);
 
     double value = 0;
     const auto [ptr, ec] = std::from_chars(number.data(), number.data() + number.size(), value);

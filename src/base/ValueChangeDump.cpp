@@ -20,6 +20,35 @@ QByteArray timescale(std::uint64_t nsPerTick) {
     return QByteArray::number(static_cast<qulonglong>(nsPerTick)) + ' ' + units[unit];
 }
 
+// The dump's header and its signals' definitions.
+QByteArray definitions(const QByteArray& version, const QByteArray& scope,
+                       const std::vector<QByteArray>& names, std::uint64_t nsPerTick) {
+    QByteArray out = "$version " + version + " $end\n$timescale " + timescale(nsPerTick) +
+                     " $end\n$scope module " + scope + " $end\n";
+    for (std::size_t s = 0; s < names.size(); ++s)
+        out += "$var wire 1 " + code(static_cast<int>(s)) + ' ' + names[s] + " $end\n";
+    out += "$upscope $end\n$enddefinitions $end\n";
+    return out;
+}
+
+// Each signal's level at time 0, 0 or 1; -1: not known (a signal that never changes). Without
+// initial levels a signal starts at the level of its first change.
+std::vector<int> startLevels(std::size_t count, const std::vector<ValueChangeDump::Change>& changes,
+                             const std::vector<bool>& initial) {
+    std::vector<int> levels(count, -1);
+    if (initial.size() == count) {
+        for (std::size_t s = 0; s < count; ++s)
+            levels[s] = initial[s] ? 1 : 0;
+        return levels;
+    }
+    for (const ValueChangeDump::Change& c : changes) {
+        auto& level = levels[static_cast<std::size_t>(c.signal)];
+        if (level < 0)
+            level = c.level ? 1 : 0;
+    }
+    return levels;
+}
+
 } // namespace
 
 ValueChangeDump::ValueChangeDump(QByteArray version, QByteArray scope,
@@ -30,29 +59,12 @@ ValueChangeDump::ValueChangeDump(QByteArray version, QByteArray scope,
 QByteArray ValueChangeDump::text(std::vector<Change> changes, const std::vector<bool>& initial,
                                  std::uint64_t endNs) const {
     const int count = static_cast<int>(names_.size());
-    QByteArray out = "$version " + version_ + " $end\n$timescale " + timescale(nsPerTick_) +
-                     " $end\n$scope module " + scope_ + " $end\n";
-    for (int s = 0; s < count; ++s)
-        out += "$var wire 1 " + code(s) + ' ' + names_[static_cast<std::size_t>(s)] + " $end\n";
-    out += "$upscope $end\n$enddefinitions $end\n";
-
+    QByteArray out = definitions(version_, scope_, names_, nsPerTick_);
     std::stable_sort(changes.begin(), changes.end(),
                      [](const Change& a, const Change& b) { return a.atNs < b.atNs; });
     const auto tickOf = [this](std::uint64_t ns) { return (ns + nsPerTick_ / 2) / nsPerTick_; };
 
-    // -1: not known (a signal that never changes). Without initial levels a signal starts at
-    // the level of its first change.
-    std::vector<int> written(names_.size(), -1);
-    if (initial.size() == names_.size()) {
-        for (std::size_t s = 0; s < written.size(); ++s)
-            written[s] = initial[s] ? 1 : 0;
-    } else {
-        for (const Change& c : changes) {
-            auto& w = written[static_cast<std::size_t>(c.signal)];
-            if (w < 0)
-                w = c.level ? 1 : 0;
-        }
-    }
+    std::vector<int> written = startLevels(names_.size(), changes, initial);
     out += "#0\n$dumpvars\n";
     for (int s = 0; s < count; ++s)
         if (const int level = written[static_cast<std::size_t>(s)]; level >= 0)

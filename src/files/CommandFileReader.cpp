@@ -179,8 +179,13 @@ int CommandFileReader::nextField(Field& field) {
     }
     if (readError_ != 0)
         return readError_;
+    takeSeparator(c);
+    field = std::move(read);
+    return 0;
+}
 
-    // The separator belongs to this field; CR LF is one line end.
+void CommandFileReader::takeSeparator(int c) {
+    // The separator belongs to the field before it; CR LF is one line end.
     if (c == '\r') {
         advance();
         if (peek() == '\n')
@@ -188,8 +193,6 @@ int CommandFileReader::nextField(Field& field) {
     } else if (c >= 0) {
         advance();
     }
-    field = std::move(read);
-    return 0;
 }
 
 int CommandFileReader::text(QString& value) {

@@ -64,6 +64,7 @@ private:
         bool quoted = false;
     };
     int nextField(Field& field);
+    void takeSeparator(int c); // c: the byte at the position, -1 at the end
     int number(double& value);
     int peek();
     void advance() { ++pos_; }

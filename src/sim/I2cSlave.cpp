@@ -70,20 +70,29 @@ void I2cSlave::loadByte(std::uint64_t nowNs) {
     pulling_ = (shift_ & 0x80u) == 0;
 }
 
+void I2cSlave::addressIn(std::uint64_t nowNs) {
+    read_ = (shift_ & 1u) != 0;
+    if ((shift_ & 0xFEu) == address_ && acknowledgesAddress(read_, nowNs)) {
+        pulling_ = true;
+        state_ = State::AckAddress;
+        inTransfer_ = true;
+        addressed(read_, nowNs);
+    } else {
+        state_ = State::Idle; // not for this chip: wait for the next start
+    }
+}
+
+void I2cSlave::startReceiving() {
+    state_ = State::Receive;
+    bits_ = 0;
+    shift_ = 0;
+}
+
 void I2cSlave::clockFell(std::uint64_t nowNs) {
     switch (state_) {
     case State::Address:
-        if (bits_ < 8)
-            break;
-        read_ = (shift_ & 1u) != 0;
-        if ((shift_ & 0xFEu) == address_ && acknowledgesAddress(read_, nowNs)) {
-            pulling_ = true;
-            state_ = State::AckAddress;
-            inTransfer_ = true;
-            addressed(read_, nowNs);
-        } else {
-            state_ = State::Idle; // not for this chip: wait for the next start
-        }
+        if (bits_ >= 8)
+            addressIn(nowNs);
         break;
     case State::Receive:
         if (bits_ < 8)
@@ -97,19 +106,14 @@ void I2cSlave::clockFell(std::uint64_t nowNs) {
         break;
     case State::AckAddress: // end of the ninth clock
         pulling_ = false;
-        if (read_) {
+        if (read_)
             loadByte(nowNs);
-        } else {
-            state_ = State::Receive;
-            bits_ = 0;
-            shift_ = 0;
-        }
+        else
+            startReceiving();
         break;
     case State::AckData:
         pulling_ = false;
-        state_ = State::Receive;
-        bits_ = 0;
-        shift_ = 0;
+        startReceiving();
         break;
     case State::Transmit:
         if (bits_ < 8) {

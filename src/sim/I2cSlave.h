@@ -58,6 +58,8 @@ private:
     void stopCondition(std::uint64_t nowNs);
     void clockRose(bool data);
     void clockFell(std::uint64_t nowNs);
+    void addressIn(std::uint64_t nowNs); // the eighth bit of the address byte is in
+    void startReceiving();
     void loadByte(std::uint64_t nowNs);
     void endTransfer(bool byStop, std::uint64_t nowNs);
 

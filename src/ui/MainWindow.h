@@ -1,50 +1,17 @@
 #pragma once
 
 #include "model/FrontPanel.h"
+#include "ui/ObservationView.h"
 
-#include <QLabel>
 #include <QMainWindow>
 
 #include <array>
-#include <functional>
 
 class QAction;
 class QComboBox;
-class QImage;
+class QLabel;
 class QMenu;
 class Tester;
-
-// A label that reports double-clicks: the status bar panels and the note label.
-class ClickLabel : public QLabel {
-    Q_OBJECT
-public:
-    using QLabel::QLabel;
-signals:
-    void doubleClicked();
-
-protected:
-    void mouseDoubleClickEvent(QMouseEvent* event) override;
-};
-
-// The observation strip: a sunken picture that shows the trace's persistent image and opens
-// the pop-up menu on a release of the right mouse button.
-class ObservationView : public QFrame {
-    Q_OBJECT
-public:
-    explicit ObservationView(QWidget* parent);
-    void setImage(const QImage* image);
-    // Called after every paint (the trace then reports its next change again).
-    std::function<void()> painted;
-signals:
-    void rightButtonReleased(QPoint globalPos);
-
-protected:
-    void paintEvent(QPaintEvent* event) override;
-    void mouseReleaseEvent(QMouseEvent* event) override;
-
-private:
-    const QImage* image_ = nullptr;
-};
 
 // The main window Fo: a view of the FrontPanel model. It builds the controls at their fixed
 // places, mirrors every change of the model into them and forwards the user's actions to the
@@ -73,14 +40,22 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
+    // MainWindowLayout.cpp: the controls at their fixed places, the status bar, the menus.
     void buildControls(QWidget* client);
+    void buildRows(QWidget* client);
+    void buildReadouts(QWidget* client);
+    void buildOptions(QWidget* client);
+    void buildIndicators(QWidget* client);
     void buildMenus();
     void buildStatusBar(QWidget* client);
-    void connectActions();
     QComboBox* makeCell(QWidget* parent, Ctl c, int x, int y);
     QLabel* makeLabel(QWidget* parent, Ctl c, int x, int y, int w, int h);
     QAction* makeAction(QMenu* menu, Ctl c, bool checkable = false);
+
+    void connectActions();
+    // Mirrors a control's state into its widget, menu or menu item.
     void sync(Ctl c);
+    void syncWidget(QWidget* w, const ControlState& s);
     void syncCellItems();
 
     FrontPanel& panel_;
