@@ -73,18 +73,18 @@ void FileActions::Mfile_save_Click() {
     }
 }
 
-void FileActions::Mfile_open_Click() {
+bool FileActions::Mfile_open_Click() {
     if (state_.powerOn)
         power_.TogglePower();
     for (;;) {
         const auto path = dialogs_.openFile(kCommandFilter, QString());
         if (!path)
-            return;
+            return false;
         const QString title = QFileInfo(*path).fileName();
         if (!existsWithExactName(*path)) {
             dialogs_.message(FileTexts::notExisting(title), Dialogs::Buttons::Ok,
                              Dialogs::Icon::Critical);
-            return;
+            return false;
         }
         state_.currentFileTitle = title;
         CommandFileReader file;
@@ -92,7 +92,7 @@ void FileActions::Mfile_open_Click() {
         if (error == 0)
             error = applyCommandFile(file);
         if (error == 0 || error == kHeaderRefused)
-            return;
+            return error == 0;
         // Every other failure shows its message, then the dialog again.
         dialogs_.message(error == RunTimeError::PathFileAccess ? kDriveProblem
                                                                : FileTexts::fileError(error));

@@ -16,9 +16,10 @@ class FileActions {
 public:
     FileActions(Workbench& bench, PowerActions& power, SetupActions& setup, RunActions& runs);
 
-    // "Save Commands" and "Open Commands": the whole set-up as a command file.
+    // "Save Commands" and "Open Commands": the whole set-up as a command file. Open returns
+    // whether a file was loaded.
     void Mfile_save_Click();
-    void Mfile_open_Click();
+    bool Mfile_open_Click();
     // The command file named on the command line, read once at the end of the start-up.
     void loadAtStartUp(const QString& path);
     // "Associate .scm File": the desktop opens command files with this program.

@@ -15,6 +15,25 @@
 
 #include <cstdio>
 
+namespace {
+
+// The options and arguments of the window's program, --open among them.
+void addOptions(QCommandLineParser& parser, const QCommandLineOption& open) {
+    parser.setApplicationDescription(
+        QStringLiteral("Tamsolvix: drive I2C and Microwire chips through a serial port's "
+                       "modem-control lines."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    BackendOptions::addTo(parser);
+    parser.addOption(open);
+    parser.addPositionalArgument(
+        QStringLiteral("\"FILE\""),
+        QStringLiteral("A command file, in double quotes (the first and last characters of the "
+                       "command line are dropped)."));
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("brolmet"));
@@ -22,20 +41,10 @@ int main(int argc, char** argv) {
     QApplication::setApplicationVersion(QString::fromLatin1(Version::kText));
 
     QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Tamsolvix: drive I2C and Microwire chips through a serial port's "
-                       "modem-control lines."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    BackendOptions::addTo(parser);
     const QCommandLineOption open(FileAssociation::kOpenOption.mid(2),
                                   QStringLiteral("Load the command file PATH, as it is."),
                                   QStringLiteral("PATH"));
-    parser.addOption(open);
-    parser.addPositionalArgument(
-        QStringLiteral("\"FILE\""),
-        QStringLiteral("A command file, in double quotes (the first and last characters of the "
-                       "command line are dropped)."));
+    addOptions(parser, open);
     parser.process(app);
 
     auto settings = openSettingsStore();
