@@ -15,7 +15,6 @@
 namespace {
 const QString kCommandFilter = QStringLiteral("Serial Commands (*.scm)|*.scm|All Files (*.*)|*.*");
 const QString kDriveProblem = QStringLiteral("Drive Problem ! No Write in Drive.");
-constexpr Ctl kStartLabels[] = {Ctl::Label3, Ctl::Label10};
 } // namespace
 
 FileActions::FileActions(Workbench& bench, PowerActions& power, SetupActions& setup,
@@ -180,12 +179,7 @@ void FileActions::applyMode(bool microwire) {
 
 void FileActions::applyStartBitAgain(bool on) {
     panel_.setChecked(Ctl::Mset_start, on);
-    if (panel_.isChecked(Ctl::Mset_micro)) {
-        setup_.showStartBit(on);
-    } else {
-        for (Ctl label : kStartLabels)
-            panel_.setToolTip(label, QString());
-    }
+    setup_.showStartBitOfMode(on);
 }
 
 void FileActions::applyNonStop(bool noffSelected) {

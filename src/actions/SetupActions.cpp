@@ -54,6 +54,15 @@ void SetupActions::showStartBit(bool on) {
     panel_.setText(FrontPanel::panel(10), PanelTexts::startBit(on));
 }
 
+void SetupActions::showStartBitOfMode(bool on) {
+    if (panel_.isChecked(Ctl::Mset_micro)) {
+        showStartBit(on);
+    } else {
+        for (Ctl label : kStartLabels)
+            panel_.setToolTip(label, QString());
+    }
+}
+
 void SetupActions::showI2cColumn() {
     panel_.setText(FrontPanel::panel(9), PanelTexts::busMode(false));
     for (Ctl label : kAckLabels) {

@@ -28,6 +28,8 @@ public:
     void showI2cColumn();
     // The Start labels' tooltip and panel 10.
     void showStartBit(bool on);
+    // The same in Microwire mode; in I2C mode the Start labels have no tooltip.
+    void showStartBitOfMode(bool on);
 
 private:
     FrontPanel& panel_;

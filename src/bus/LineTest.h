@@ -13,7 +13,6 @@ public:
     struct Miss {
         int period;
         bool rise;
-        bool operator==(const Miss&) const = default;
     };
     struct Verdict {
         bool passed = false; // a test that never ran has not passed

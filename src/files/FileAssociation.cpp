@@ -2,6 +2,7 @@
 
 #include "base/SafeSave.h"
 #include "files/CommandFile.h"
+#include "model/FileTexts.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -111,12 +112,13 @@ QList<RegistryStep> registryPlan(const QString& folder, const QString& executabl
         {Op::SetValue, kCurrentUser, openWith, QStringLiteral("MRUList"), QStringLiteral("a")},
         {Op::CreateKey, kClassesRoot, application, {}, {}},
         {Op::CreateKey, kClassesRoot, shell, {}, {}},
-        {Op::SetValue, kClassesRoot, shell, QStringLiteral("FriendlyCache"), kProductDescription},
+        {Op::SetValue, kClassesRoot, shell, QStringLiteral("FriendlyCache"),
+         FileTexts::kProductName},
         {Op::CreateKey, kClassesRoot, open, {}, {}},
         {Op::CreateKey, kClassesRoot, command, {}, {}},
         {Op::SetValue, kClassesRoot, command, {}, openerCommand(folder, executableName)},
         {Op::CreateKey, kClassesRoot, scm, {}, {}},
-        {Op::SetValue, kClassesRoot, scm, {}, kProductDescription},
+        {Op::SetValue, kClassesRoot, scm, {}, FileTexts::kProductName},
     };
 }
 
@@ -164,7 +166,8 @@ QString desktopEntry(const QString& executablePath) {
                           "Terminal=false\n"
                           "MimeType=%5;\n"
                           "Categories=Development;Electronics;\n")
-        .arg(kProductDescription, execArgument(executablePath), kOpenOption, kIconName, kMimeType);
+        .arg(FileTexts::kProductName, execArgument(executablePath), kOpenOption, kIconName,
+             kMimeType);
 }
 
 QString mimePackage() {

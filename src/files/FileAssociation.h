@@ -1,7 +1,5 @@
 #pragma once
 
-#include "model/FileTexts.h"
-
 #include <QList>
 #include <QProcessEnvironment>
 #include <QString>
@@ -25,7 +23,6 @@ constexpr quint32 kClassesRoot = 0x80000000u; // HKEY_CLASSES_ROOT
 constexpr quint32 kCurrentUser = 0x80000001u; // HKEY_CURRENT_USER
 // Query value, set value, create subkey, enumerate subkeys, notify, create link.
 constexpr quint32 kAccess = 0x3Fu;
-inline const QString kProductDescription = FileTexts::kProductName;
 
 // One registry write. All values are strings (REG_SZ); an empty valueName is the key's
 // default value.
