@@ -33,13 +33,13 @@ void BM_BarePortCalls(benchmark::State& state) {
 BENCHMARK(BM_BarePortCalls);
 
 // The same four calls on the test board with its four chips attached (they watch every edge),
-// without (arg 0) and with (arg 1) a wire probe clipped on.
+// without (arg 0) and with (arg 1) a wire recorder clipped on.
 void BM_PortCallsWithChips(benchmark::State& state) {
     auto board = SimulatedBoard::fromVariant(QString());
     PortBackend& port = *board;
-    WireRecorder probe;
+    WireRecorder recorder;
     if (state.range(0) != 0)
-        board->setRecorder(&probe);
+        board->setRecorder(&recorder);
     QString why;
     port.open(&why);
     std::size_t n = 0;
@@ -48,15 +48,15 @@ void BM_PortCallsWithChips(benchmark::State& state) {
         port.setDtr(true);
         port.setRts(true);
         port.setRts(false);
-        if (++n == 100'000) { // keep the probe's memory bounded
+        if (++n == 100'000) { // keep the recorder's memory bounded
             state.PauseTiming();
-            probe.clear();
+            recorder.clear();
             n = 0;
             state.ResumeTiming();
         }
     }
     state.SetItemsProcessed(state.iterations() * 4);
-    state.SetLabel(state.range(0) ? "probe on" : "no probe");
+    state.SetLabel(state.range(0) ? "recorder on" : "no recorder");
 }
 BENCHMARK(BM_PortCallsWithChips)->Arg(0)->Arg(1);
 

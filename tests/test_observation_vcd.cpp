@@ -69,14 +69,14 @@ TEST_F(ExportFixture, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
     cells(1, {"&hA0", "&h10"});
     cells(2, {"&hA1", "Dump1", "Dump1"});
     tester.runs().Go1_Click();
-    WireRecorder probe;
-    board->setRecorder(&probe);
+    WireRecorder recorder;
+    board->setRecorder(&recorder);
     tester.runs().Go2_Click();
     board->setRecorder(nullptr);
     ASSERT_EQ(panel.text(Ctl::Hex1), QStringLiteral("41 42 "));
     dialogs.thenSaveFile(path("read.vcd"));
     tester.observation().ExportObservationVcd();
-    ASSERT_TRUE(probe.writeVcd(path("wires.vcd")));
+    ASSERT_TRUE(recorder.writeVcd(path("wires.vcd")));
 
     // The export knows the chip's bits only from the samples, yet reads as the wire does.
     const QStringList wires = decode(path("wires.vcd"), kI2c, kI2cAnnotations);

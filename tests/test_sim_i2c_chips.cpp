@@ -85,13 +85,13 @@ const QString kI2cDecoder = QStringLiteral("i2c:scl=rts:sda=data:address_format=
 const QString kI2cAnnotations = QStringLiteral(
     "i2c=start:repeat-start:stop:ack:nack:address-read:address-write:data-read:data-write");
 
-// What sigrok's i2c decoder makes of a probe's recording.
-QStringList decodeI2c(const WireRecorder& probe, const QString& decoders = kI2cDecoder,
+// What sigrok's i2c decoder makes of a recorder's recording.
+QStringList decodeI2c(const WireRecorder& recorder, const QString& decoders = kI2cDecoder,
                       const QString& annotations = kI2cAnnotations) {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("i2c.vcd"));
     QString error;
-    EXPECT_TRUE(probe.writeVcd(path, &error)) << error.toStdString();
+    EXPECT_TRUE(recorder.writeVcd(path, &error)) << error.toStdString();
     const QStringList lines = SigrokCli::decode(path, decoders, annotations, &error);
     EXPECT_TRUE(error.isEmpty()) << error.toStdString();
     return lines;
@@ -109,7 +109,7 @@ QStringList acknowledgedAddresses(const QStringList& lines) {
 #define SKIP_WITHOUT_SIGROK()                                                                      \
     if (SigrokCli::program().isEmpty())                                                            \
     GTEST_SKIP() << "sigrok-cli is not on PATH (Debian package sigrok-cli): the independent "      \
-                    "decode of the probe's recording cannot be checked"
+                    "decode of the recorder's recording cannot be checked"
 
 } // namespace
 
@@ -296,8 +296,8 @@ TEST_F(I2cBoard, AReadAddressWhoseFirstBitIsZeroSwallowsTheScansNextStopAndStart
 
 TEST_F(I2cBoard, SigrokDecodesAnEepromPageWriteAndRandomReadExactlyAsSent) {
     SKIP_WITHOUT_SIGROK();
-    WireRecorder probe;
-    board->setRecorder(&probe);
+    WireRecorder recorder;
+    board->setRecorder(&recorder);
     ASSERT_TRUE(write(0xA0, {0x10, 0x11, 0x22, 0x33}));
     idleNs(Eeprom24c02::kWriteCycleNs);
     EXPECT_EQ(randomRead(0xA0, 0x10, 3), (Bytes{0x11, 0x22, 0x33}));
@@ -333,10 +333,10 @@ TEST_F(I2cBoard, SigrokDecodesAnEepromPageWriteAndRandomReadExactlyAsSent) {
                                   "Data read: 33",
                                   "NACK",
                                   "Stop"};
-    EXPECT_EQ(decodeI2c(probe), expected);
+    EXPECT_EQ(decodeI2c(recorder), expected);
     const QStringList operations = {"Page write (addr=10, 3 bytes): 11 22 33",
                                     "Sequential random read (addr=10, 3 bytes): 11 22 33"};
-    EXPECT_EQ(decodeI2c(probe, kI2cDecoder + QStringLiteral(",eeprom24xx"),
+    EXPECT_EQ(decodeI2c(recorder, kI2cDecoder + QStringLiteral(",eeprom24xx"),
                         QStringLiteral("eeprom24xx=ops")),
               operations);
 }

@@ -237,12 +237,12 @@ TEST_F(MicrowireBoard, ACharacterSentWhileSelectedDeselectsFirstAndTheFirstRunSe
 TEST_F(MicrowireBoard, SigrokDecodesAReadAndAWriteOfThe93c46) {
     if (SigrokCli::program().isEmpty())
         GTEST_SKIP() << "sigrok-cli is not on PATH (Debian package sigrok-cli): the independent "
-                        "decode of the probe's recording cannot be checked";
+                        "decode of the recorder's recording cannot be checked";
     end();
     chip().set(0x15, 0xA7);
     run(9, kEwen, 9);
-    WireRecorder probe;
-    board->setRecorder(&probe);
+    WireRecorder recorder;
+    board->setRecorder(&recorder);
     EXPECT_EQ(readAt(0x15), 0xA7);
     command(9, write(0x16, 0x5C), 17);
     EXPECT_EQ(readByte(), 0x00); // busy; these clocks also complete the last data bit for sigrok
@@ -254,7 +254,7 @@ TEST_F(MicrowireBoard, SigrokDecodesAReadAndAWriteOfThe93c46) {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("microwire.vcd"));
     QString error;
-    ASSERT_TRUE(probe.writeVcd(path, &error)) << error.toStdString();
+    ASSERT_TRUE(recorder.writeVcd(path, &error)) << error.toStdString();
     // sigrok samples SI on the rising clock and SO on the falling one, as the chip drives it.
     const QStringList decoded = SigrokCli::decode(
         path,

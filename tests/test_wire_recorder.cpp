@@ -12,9 +12,9 @@ namespace {
 using Wire = WireRecorder::Wire;
 using Edges = std::vector<std::pair<std::uint64_t, bool>>; // (time after t0, level)
 
-Edges edgesOf(const WireRecorder& probe, Wire wire, std::uint64_t t0) {
+Edges edgesOf(const WireRecorder& recorder, Wire wire, std::uint64_t t0) {
     Edges edges;
-    for (const auto& c : probe.changes())
+    for (const auto& c : recorder.changes())
         if (c.wire == wire && c.atNs >= t0)
             edges.emplace_back(c.atNs - t0, c.level);
     return edges;
@@ -26,10 +26,10 @@ TEST(WireRecorder, SeesTheResetCharacterAsAUartFrameOnTxdAndAsAPulseOnChipSelect
     SimulatedBoard board;
     QString why;
     ASSERT_TRUE(board.open(&why));
-    WireRecorder probe;
-    board.setRecorder(&probe);
-    EXPECT_TRUE(probe.level(Wire::Txd)); // idle high
-    EXPECT_FALSE(probe.level(Wire::ChipSelect));
+    WireRecorder recorder;
+    board.setRecorder(&recorder);
+    EXPECT_TRUE(recorder.level(Wire::Txd)); // idle high
+    EXPECT_FALSE(recorder.level(Wire::ChipSelect));
 
     board.sendByte(0xC5); // 1100 0101: two leading ones, so CS lasts 3 bit times
     const std::uint64_t t0 = board.nowNs();
@@ -43,12 +43,12 @@ TEST(WireRecorder, SeesTheResetCharacterAsAUartFrameOnTxdAndAsAPulseOnChipSelect
     // zeros, stop bit high.
     const Edges txd = {{0, false},    {b(1), true}, {b(2), false},  {b(3), true},
                        {b(4), false}, {b(7), true}, {b(10), false}, {b(19), true}};
-    EXPECT_EQ(edgesOf(probe, Wire::Txd, t0), txd);
+    EXPECT_EQ(edgesOf(recorder, Wire::Txd, t0), txd);
     // CS rose with the first character; the second one, handed over 10 us later while CS was
     // still high, dropped it for 1 us and started its own pulse of one bit time.
     const std::uint64_t d = t1 - t0;
     const Edges cs = {{0, true}, {d, false}, {d + 1000, true}, {d + 1000 + b(1), false}};
-    EXPECT_EQ(edgesOf(probe, Wire::ChipSelect, t0), cs);
+    EXPECT_EQ(edgesOf(recorder, Wire::ChipSelect, t0), cs);
 }
 
 TEST(WireRecorder, FollowsClockDataAndDsrAndWritesThemAsAValueChangeDump) {
@@ -56,11 +56,12 @@ TEST(WireRecorder, FollowsClockDataAndDsrAndWritesThemAsAValueChangeDump) {
     QString why;
     ASSERT_TRUE(board.open(&why));
     board.setRts(true);
-    WireRecorder probe;
-    board.setRecorder(&probe); // at 10 us: dtr low, rts high, data low, dsr high, txd high, cs low
-    board.setDtr(true);        // 20 us
-    board.setRts(false);       // 30 us
-    board.setRts(false);       // 40 us: no change, nothing recorded
+    WireRecorder recorder;
+    board.setRecorder(
+        &recorder);      // at 10 us: dtr low, rts high, data low, dsr high, txd high, cs low
+    board.setDtr(true);  // 20 us
+    board.setRts(false); // 30 us
+    board.setRts(false); // 40 us: no change, nothing recorded
     board.cts();
 
     const QByteArray expected = "$version Tamsolvix simulated board recorder $end\n"
@@ -79,7 +80,7 @@ TEST(WireRecorder, FollowsClockDataAndDsrAndWritesThemAsAValueChangeDump) {
                                 "#20\n1!\n1#\n"
                                 "#30\n0\"\n0$\n"
                                 "#40\n";
-    EXPECT_EQ(probe.vcd(), expected);
+    EXPECT_EQ(recorder.vcd(), expected);
 
     // Changes are sorted by time; within one microsecond the last level of a wire stands, and
     // a pulse that ends where it began leaves no trace.
