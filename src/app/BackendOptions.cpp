@@ -39,9 +39,7 @@ std::unique_ptr<PortBackend> create(const QString& board, const QStringList& dev
             return nullptr;
         }
         auto sim = SimulatedBoard::fromVariant(variant);
-        if (sim)
-            sim->followWallClock(true); // a user's pause between runs is time on the board too
-        else
+        if (!sim)
             *error = QStringLiteral("unknown board variant '%1' (known: %2)")
                          .arg(variant, SimulatedBoard::variantNames().join(QStringLiteral(", ")));
         return sim;

@@ -1,6 +1,7 @@
 // brolmet: the Tamsolvix main window.
 #include "app/BackendOptions.h"
 #include "files/FileAssociation.h"
+#include "sim/SimulatedBoard.h"
 #include "ui/FrontPanel.h"
 #include "ui/MainWindow.h"
 #include "ui/QtDialogs.h"
@@ -43,6 +44,9 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "brolmet: %s\n", qPrintable(error));
         return 2;
     }
+    // In the window a user's pause between runs is time on the board too.
+    if (auto* sim = dynamic_cast<SimulatedBoard*>(port.get()))
+        sim->followWallClock(true);
 
     FrontPanel panel;
     QtDialogs dialogs;
