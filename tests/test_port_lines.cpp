@@ -2,13 +2,20 @@
 #include "bus/PortLines.h"
 #include "bus/SerialPortBackend.h"
 #include "sim/SimulatedBoard.h"
+#include "support/ScriptedDialogs.h"
+#include "ui/FrontPanel.h"
+#include "ui/Tester.h"
 
 #include <QSettings>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
 #include <memory>
+#include <pty.h>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -221,7 +228,7 @@ TEST(SerialPortBackend, AFailedOpenSaysWhatTheUserCanDo) {
     EXPECT_TRUE(SerialPortBackend::openFailureReason(QSerialPort::UnknownError, dev, {}).isEmpty());
 }
 
-TEST(SerialPortBackend, ANonexistentDeviceFailsToOpenWithAReason) {
+TEST(SerialPortBackend, AMissingDeviceOrOneWithoutModemLinesFailsToOpenWithAReason) {
     // A path that cannot be a device: the open fails before any hardware is touched.
     PortDeviceMap map;
     map.mapAll(QStringLiteral("/nonexistent/tamsolvix-test-port"));
@@ -232,4 +239,27 @@ TEST(SerialPortBackend, ANonexistentDeviceFailsToOpenWithAReason) {
     EXPECT_FALSE(why.isEmpty());
     port.setDtr(true); // accepted while closed
     EXPECT_TRUE(port.cts());
+
+    // A pseudo-terminal opens as a terminal but has no modem lines: refused, the user is told
+    // why, and the adapter gets no power.
+    int master = -1;
+    int slave = -1;
+    ASSERT_EQ(openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+    const QString pty = QString::fromLocal8Bit(ttyname(slave));
+    ASSERT_TRUE(map.applyOption(QStringLiteral("2=") + pty));
+    SerialPortBackend ptyPort(map);
+    FrontPanel panel;
+    ScriptedDialogs dialogs;
+    Tester tester(panel, ptyPort, dialogs);
+    tester.startUp({});
+    ptyPort.selectPort(2);
+    dialogs.thenMessage();
+    tester.TogglePower();
+    EXPECT_FALSE(ptyPort.isOpen());
+    ASSERT_EQ(dialogs.shown.size(), 1u);
+    EXPECT_EQ(dialogs.shown[0].detail, QStringLiteral("%1 has no modem-control lines (%2): it "
+                                                      "cannot drive the bus")
+                                           .arg(pty, QString::fromLocal8Bit(strerror(ENOTTY))));
+    close(slave);
+    close(master);
 }

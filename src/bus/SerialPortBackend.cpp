@@ -36,10 +36,24 @@ bool SerialPortBackend::open(QString* whyNot) {
     port_.setParity(QSerialPort::NoParity);
     port_.setStopBits(QSerialPort::OneStop);
     port_.setFlowControl(QSerialPort::NoFlowControl);
-    if (port_.open(QIODevice::ReadWrite))
-        return true;
+    QString why;
+    if (!port_.open(QIODevice::ReadWrite)) {
+        why = openFailureReason(port_.error(), device, port_.errorString());
+    } else {
+        // A device without modem-control lines (a pseudo-terminal, some adapters) opens like
+        // any port, but every line call on it would fail and every read look like a low line.
+        // Read the lines and give DTR the level it has: nothing on the wires moves.
+        const auto pins = port_.pinoutSignals();
+        if (port_.error() == QSerialPort::NoError)
+            port_.setDataTerminalReady(pins.testFlag(QSerialPort::DataTerminalReadySignal));
+        if (port_.error() == QSerialPort::NoError)
+            return true;
+        why = QStringLiteral("%1 has no modem-control lines (%2): it cannot drive the bus")
+                  .arg(device, port_.errorString());
+        port_.close();
+    }
     if (whyNot)
-        *whyNot = openFailureReason(port_.error(), device, port_.errorString());
+        *whyNot = why;
     port_.clearError();
     return false;
 }

@@ -6,7 +6,8 @@
 #include <QSerialPort>
 
 // A real serial port through QSerialPort: 2400 baud, 8 data bits, no parity, one stop bit,
-// no flow control (the modem lines are ours to drive).
+// no flow control (the modem lines are ours to drive). A device whose modem lines cannot be
+// read and set is refused when it opens.
 class SerialPortBackend : public PortBackend {
 public:
     explicit SerialPortBackend(PortDeviceMap map = {});
