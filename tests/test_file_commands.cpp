@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 namespace {
 
 struct FileFixture : ::testing::Test {
@@ -95,6 +97,12 @@ TEST_F(FileFixture, OverwritingAsksFirstAndOtherLetterCasesAreOtherNames) {
     tester.Mfile_open_Click();
     EXPECT_EQ(dialogs.messages().back(), QStringLiteral("'KEPT.scm' is NOT exist !"));
     EXPECT_EQ(dialogs.shown.back().icon, Dialogs::Icon::Critical);
+
+    // A named pipe is no file to save into: the drive's message, then the dialog again.
+    ASSERT_EQ(mkfifo(QFile::encodeName(path("pipe.scm")).constData(), 0600), 0);
+    dialogs.thenSaveFile(path("pipe.scm")).thenMessage().thenSaveFile(std::nullopt);
+    tester.Mfile_save_Click();
+    EXPECT_EQ(dialogs.messages().back(), QStringLiteral("Drive Problem ! No Write in Drive."));
 
     // Cancel ends both silently, after the power was switched off.
     tester.TogglePower();

@@ -200,13 +200,15 @@ TEST(PortDeviceMap, MapsPortNumbersToDevicesFromOptionsThenSettingsThenThePlatfo
     EXPECT_TRUE(single.applyOption(QStringLiteral("2=/dev/serial/by-id/usb-adapter")));
     EXPECT_EQ(single.deviceFor(2), QStringLiteral("/dev/serial/by-id/usb-adapter"));
     EXPECT_EQ(single.deviceFor(3), PortDeviceMap::platformDefault(3));
-    EXPECT_FALSE(single.applyOption(QStringLiteral("x=/dev/a")));
-    EXPECT_FALSE(single.applyOption(QStringLiteral("2=")));
-    EXPECT_FALSE(single.applyOption(QString()));
+    for (const char* wrong : {"x=/dev/a", "2=", "", "0=/tmp/a", "5=/tmp/a"})
+        EXPECT_FALSE(single.applyOption(QLatin1String(wrong))) << wrong;
+    // A bare name is the device of that name in /dev, and every message names that path.
+    EXPECT_TRUE(single.applyOption(QStringLiteral("4=ttyUSB7")));
+    EXPECT_EQ(single.deviceFor(4), QStringLiteral("/dev/ttyUSB7"));
 
     PortDeviceMap all;
-    EXPECT_TRUE(all.applyOption(QStringLiteral("/tmp/adapter")));
-    EXPECT_EQ(all.deviceFor(4), QStringLiteral("/tmp/adapter"));
+    EXPECT_TRUE(all.applyOption(QStringLiteral("./adapter")));
+    EXPECT_EQ(all.deviceFor(4), QStringLiteral("./adapter"));
 
     QTemporaryDir dir;
     QSettings settings(dir.filePath(QStringLiteral("s.ini")), QSettings::IniFormat);

@@ -15,14 +15,11 @@ QString plainLines(QString text) {
 
 } // namespace
 
-QJsonArray CliReport::acknowledged(const QString& hexList) {
+QJsonArray CliReport::acknowledged(const DeviceScan::Acknowledged& acknowledged) {
     QJsonArray bytes;
-    for (const QString& entry : hexList.split(u' ', Qt::SkipEmptyParts)) {
-        bool ok = false;
-        const int byte = entry.toInt(&ok, 16);
-        if (ok)
-            bytes.append(byte);
-    }
+    for (int a = 0; a < 256; ++a)
+        if (acknowledged[static_cast<std::size_t>(a)])
+            bytes.append(a);
     return bytes;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "bus/DeviceScan.h"
+
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
@@ -23,8 +25,8 @@ public:
     // The status panels, the read-outs, the indicator and the cells, one item a line.
     void printText(std::FILE* out) const;
 
-    // The address bytes of the device scan's list ("A0 A1 "), as numbers.
-    static QJsonArray acknowledged(const QString& hexList);
+    // The address bytes the device scan found acknowledged, as numbers.
+    static QJsonArray acknowledged(const DeviceScan::Acknowledged& acknowledged);
     // The checked option of the non-stop group ("Off", "Seq1", "Seq2", "Seq12"); empty when
     // none is checked.
     QString option() const;

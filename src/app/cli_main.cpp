@@ -8,6 +8,7 @@
 #include "ui/Tester.h"
 
 #include <QCommandLineParser>
+#include <QFile>
 #include <QGuiApplication>
 #include <QJsonDocument>
 #include <QSettings>
@@ -46,23 +47,20 @@ int demo(FrontPanel& panel, Tester& tester, PortBackend& port) {
     return 0;
 }
 
-// The device scan, as "Device Detect" runs it, with a grid of the 256 address bytes.
-int detect(FrontPanel& panel, Tester& tester) {
-    tester.DeviceDetect();
+// The device scan's report as "Device Detect" shows it, with a grid of the 256 address bytes
+// in which every acknowledged one stands (even when the report says "Device Not Found !").
+void printScan(const FrontPanel& panel, const DeviceScan::Acknowledged& acknowledged) {
     QString report = panel.text(Ctl::Dump1);
     std::printf("%s", qPrintable(report.replace(QStringLiteral("\r\n"), QStringLiteral("\n"))));
     std::printf("Hex1: %s\n\n     ", qPrintable(panel.text(Ctl::Hex1)));
-    const QStringList acknowledged = panel.text(Ctl::Hex1).split(u' ', Qt::SkipEmptyParts);
     for (int column = 0; column < 16; ++column)
         std::printf(" %X ", column);
     for (int a = 0; a < 256; ++a) {
         if (a % 16 == 0)
             std::printf("\n  %02X:", a);
-        const bool ack = acknowledged.contains(QString::number(a, 16).toUpper());
-        std::printf(ack ? " %02X" : " --", a);
+        std::printf(acknowledged[static_cast<std::size_t>(a)] ? " %02X" : " --", a);
     }
     std::printf("\n");
-    return 0;
 }
 
 // The line test: 0 when it passed.
@@ -73,14 +71,62 @@ bool probe(Tester& tester, ConsoleDialogs& dialogs) {
     return passed;
 }
 
-int usageError(const QString& why) {
+int usageError(QString why) {
+    while (why.endsWith(u'.'))
+        why.chop(1);
     std::fprintf(stderr, "brolmet-cli: %s; see --help\n", qPrintable(why));
     return 2;
+}
+
+// Standard error carries the tool's own messages only: what Qt says on its own (a missing
+// runtime folder, fonts) is dropped, unless it is fatal.
+void qtMessage(QtMsgType type, const QMessageLogContext&, const QString& text) {
+    if (type == QtFatalMsg)
+        std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(text));
+}
+
+// The parser's complaint about an argument it does not know, with the argument as typed.
+QString unknownOption(const QCommandLineParser& parser, const QStringList& arguments) {
+    const QString name = parser.unknownOptionNames().value(0);
+    for (const QString& a : arguments.mid(1)) {
+        if (a == u"--")
+            break;
+        const QString typed = a.section(u'=', 0, 0);
+        if (typed.startsWith(u"--") && typed.mid(2) == name)
+            return QStringLiteral("unknown option '%1'").arg(typed);
+        if (typed.startsWith(u'-') && typed.mid(1) == name)
+            return QStringLiteral("unknown option '%1' (a file name that begins with '-' goes "
+                                  "after '--': run -- %1)")
+                .arg(typed);
+    }
+    return parser.errorText();
+}
+
+// An argument that the platform's file-name encoding (UTF-8) cannot carry: Qt cannot name
+// such a file, so it is said at once instead of "is NOT exist !" later. Empty when all fit.
+QString undecodable(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray raw(argv[i]);
+        if (QFile::encodeName(QFile::decodeName(raw)) == raw)
+            continue;
+        QString shown;
+        for (const char c : raw) {
+            const auto byte = static_cast<unsigned char>(c);
+            shown += byte < 0x80 ? QString(QLatin1Char(c))
+                                 : QStringLiteral("\\x") +
+                                       QString::number(byte, 16).toUpper().rightJustified(2, u'0');
+        }
+        return QStringLiteral("the argument '%1' is not valid UTF-8, and a file with such a "
+                              "name cannot be opened here: rename the file")
+            .arg(shown);
+    }
+    return {};
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
+    qInstallMessageHandler(qtMessage);
     // No window, but the observation picture draws text: the offscreen platform serves.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -97,8 +143,12 @@ int main(int argc, char** argv) {
         "  run FILE.scm [FILE2.scm ...]\n"
         "           load each command file as Open Commands does, switch the power on and run\n"
         "           it; then show the status panels, read-outs, indicator and cells\n\n"
+        "An existing file is kept unless --force is given; a named pipe, a terminal or\n"
+        "/dev/stdout is written in place. A file name that begins with '-' goes after '--'.\n\n"
         "Exit status: 0 when no message box was shown, 1 when one was (probe: when the line\n"
         "test failed) or an output file could not be written, 2 for a usage error."));
+    // "-dash.scm" is one unknown option, not seven.
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     parser.addHelpOption();
     parser.addVersionOption();
     BackendOptions::addTo(parser);
@@ -110,8 +160,12 @@ int main(int argc, char** argv) {
                                  QStringLiteral("demo, detect, probe or run"));
     parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("run: command files"),
                                  QStringLiteral("[FILE.scm ...]"));
+    if (const QString why = undecodable(argc, argv); !why.isEmpty())
+        return usageError(why);
     if (!parser.parse(QCoreApplication::arguments()))
-        return usageError(parser.errorText());
+        return usageError(parser.unknownOptionNames().isEmpty()
+                              ? parser.errorText()
+                              : unknownOption(parser, QCoreApplication::arguments()));
     if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("help-all")))
         parser.showHelp(0);
     if (parser.isSet(QStringLiteral("version")))
@@ -132,8 +186,8 @@ int main(int argc, char** argv) {
     } else if (!args.isEmpty()) {
         return usageError(command + QStringLiteral(" takes no arguments"));
     } else if (CliRun::anyOptionSet(parser)) {
-        return usageError(QStringLiteral("--sequence, --repeat, --slider, --bmp, --vcd and "
-                                         "--save belong to run"));
+        return usageError(QStringLiteral("--sequence, --repeat, --slider, --bmp, --vcd, --save "
+                                         "and --force belong to run"));
     }
     const bool json = parser.isSet(QStringLiteral("json"));
 
@@ -149,13 +203,13 @@ int main(int argc, char** argv) {
     tester.startUp(Tester::readSettings(*settings));
 
     int status = 0;
+    DeviceScan::Acknowledged acknowledged{};
     if (command == u"probe") {
         status = probe(tester, dialogs) ? 0 : 1;
     } else if (command == u"detect") {
-        if (json)
-            tester.DeviceDetect();
-        else
-            detect(panel, tester);
+        acknowledged = tester.DeviceDetect();
+        if (!json)
+            printScan(panel, acknowledged);
     } else if (command == u"demo") {
         if (json) {
             tester.TogglePower();
@@ -183,8 +237,7 @@ int main(int argc, char** argv) {
     if (json) {
         QJsonObject report = CliReport(panel, tester, dialogs.messages()).json();
         if (command == u"detect")
-            report.insert(QStringLiteral("acknowledged"),
-                          CliReport::acknowledged(panel.text(Ctl::Hex1)));
+            report.insert(QStringLiteral("acknowledged"), CliReport::acknowledged(acknowledged));
         std::fputs(QJsonDocument(report).toJson(QJsonDocument::Indented).constData(), stdout);
     }
     return status;

@@ -78,10 +78,13 @@ QByteArray CommandFile::bytes() const {
     return out;
 }
 
-int CommandFile::save(const QString& path) const {
-    if (!saveProblem().isEmpty())
+int CommandFile::save(const QString& path, Streams streams, QString* why) const {
+    if (const QString problem = saveProblem(); !problem.isEmpty()) {
+        if (why)
+            *why = problem;
         return kRefused;
-    return saveWhole(path, bytes());
+    }
+    return saveWhole(path, bytes(), streams, why);
 }
 
 bool existsWithExactName(const QString& path) {

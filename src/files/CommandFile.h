@@ -1,5 +1,7 @@
 #pragma once
 
+#include "files/SafeSave.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -48,8 +50,9 @@ struct CommandFile {
     QByteArray bytes() const;
     // Writes the file at path through a temporary file in the same folder that replaces the
     // old file only when complete, so a failed save leaves an existing file as it was. Returns
-    // 0, the run-time error number of the failure, or kRefused (see saveProblem()).
-    int save(const QString& path) const;
+    // 0, the run-time error number of the failure (and in why its reason), or kRefused (see
+    // saveProblem()). Streams: see saveWith.
+    int save(const QString& path, Streams streams = Streams::Refuse, QString* why = nullptr) const;
 
     // "C1" ... "C4", "D1" ... "D4" for cells 0 to 7.
     static QString cellName(int index);

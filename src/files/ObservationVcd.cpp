@@ -12,38 +12,57 @@ enum Column {
     Txd
 };
 
+// The level of the first sample of data in; released (high) when there is none.
+bool firstSample(const LineEventLog& log) {
+    LineEventLog::Reader reader(log);
+    LineEventLog::Event e{};
+    while (reader.next(e))
+        if (e.signal == LineEventLog::Signal::DataIn)
+            return e.level;
+    return true;
+}
+
 } // namespace
 
-QByteArray observationVcd(const LineEventLog& log) {
+bool writeObservationVcd(const LineEventLog& log, QIODevice& out) {
     using Signal = LineEventLog::Signal;
     const std::uint64_t origin = log.startNs();
-    std::vector<ValueChangeDump::Change> changes;
-    changes.reserve(log.events().size() * 2);
+    ValueChangeDump dump("Tamsolvix observation", "adapter", {"dtr", "rts", "cts", "data", "txd"},
+                         1);
+    QByteArray comment;
+    if (log.dropped() > 0)
+        comment = "the run had " + QByteArray::number(static_cast<qulonglong>(log.dropped())) +
+                  " line events more than the log keeps (" +
+                  QByteArray::number(static_cast<qulonglong>(log.maxEvents())) +
+                  "): they are not in this dump";
+    dump.begin(out,
+               {log.startDataOut(), log.startClock(), firstSample(log), log.startDataOut(), true},
+               comment);
 
     bool dataOut = log.startDataOut();
     bool chipLow = false; // a sample found the line low while it was let go
     bool dataShown = dataOut;
-    bool ctsKnown = false;
-    bool ctsStart = true;          // released, unless the first sample says otherwise
     std::uint64_t windowStart = 0; // the later of the last clock fall and the last DTR change
     const auto showData = [&](std::uint64_t at) {
         const bool level = dataOut && !chipLow;
         if (level != dataShown)
-            changes.push_back({at, Data, level});
+            dump.add({at, Data, level});
         dataShown = level;
     };
 
-    for (const LineEventLog::Event& e : log.events()) {
+    LineEventLog::Reader reader(log);
+    LineEventLog::Event e{};
+    while (reader.next(e)) {
         const std::uint64_t at = e.atNs >= origin ? e.atNs - origin : 0;
         switch (e.signal) {
         case Signal::DataOut:
-            changes.push_back({at, Dtr, e.level});
+            dump.add({at, Dtr, e.level});
             dataOut = e.level;
             windowStart = at;
             showData(at);
             break;
         case Signal::Clock:
-            changes.push_back({at, Rts, e.level});
+            dump.add({at, Rts, e.level});
             if (!e.level) {
                 chipLow = false;
                 windowStart = at;
@@ -51,24 +70,18 @@ QByteArray observationVcd(const LineEventLog& log) {
             }
             break;
         case Signal::DataIn:
-            if (!ctsKnown)
-                ctsStart = e.level;
-            ctsKnown = true;
-            changes.push_back({at, Cts, e.level});
+            dump.add({at, Cts, e.level});
             if (!e.level && dataOut && !chipLow) {
                 chipLow = true;
                 showData(windowStart);
             }
             break;
         case Signal::Txd:
-            changes.push_back({at, Txd, e.level});
+            dump.add({at, Txd, e.level});
             break;
         }
+        // Nothing later goes back before the window's start: what lies before is written.
+        dump.settle(windowStart);
     }
-    const std::vector<bool> initial{log.startDataOut(), log.startClock(), ctsStart,
-                                    log.startDataOut(), true};
-    return ValueChangeDump("Tamsolvix observation", "adapter", {"dtr", "rts", "cts", "data", "txd"},
-                           1)
-        .text(std::move(changes), initial,
-              log.txdIdleNs() > origin ? log.txdIdleNs() - origin + 100'000 : 0);
+    return dump.finish(log.txdIdleNs() > origin ? log.txdIdleNs() - origin + 100'000 : 0);
 }

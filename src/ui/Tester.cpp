@@ -133,11 +133,19 @@ void Tester::startUp(const StartSettings& settings) {
 Tester::StartSettings Tester::readSettings(QSettings& store) {
     StartSettings s;
     store.beginGroup(QStringLiteral("Setup"));
-    s.port = store.value(QStringLiteral("Port"), s.port).toString();
-    s.timer = store.value(QStringLiteral("Timer"), s.timer).toString();
-    s.microwire = store.value(QStringLiteral("Microwire"), s.microwire).toString();
-    s.analizis = store.value(QStringLiteral("Analizis"), s.analizis).toString();
-    s.start = store.value(QStringLiteral("Start"), s.start).toString();
+    // A settings file may hold a value with commas unquoted ("Port=1, 2, 3"), which the store
+    // hands over as a list: its text is the parts joined again, so "1, 2, 3" reads as 1.
+    const auto text = [&store](const QString& key, const QString& absent) {
+        const QVariant value = store.value(key, absent);
+        return value.typeId() == QMetaType::QStringList
+                   ? value.toStringList().join(QStringLiteral(", "))
+                   : value.toString();
+    };
+    s.port = text(QStringLiteral("Port"), s.port);
+    s.timer = text(QStringLiteral("Timer"), s.timer);
+    s.microwire = text(QStringLiteral("Microwire"), s.microwire);
+    s.analizis = text(QStringLiteral("Analizis"), s.analizis);
+    s.start = text(QStringLiteral("Start"), s.start);
     store.endGroup();
     return s;
 }
@@ -334,9 +342,8 @@ std::optional<QString> Tester::exportPath(const QString& filter, const QString& 
         return std::nullopt;
     const QFileInfo file(*path);
     if (file.exists() &&
-        dialogs_.message(QLatin1Char('\'') + file.fileName() + QLatin1Char('\'') +
-                             QStringLiteral(" is exist ! Overwrite ?"),
-                         Dialogs::Buttons::YesNo, Dialogs::Icon::Question) == Dialogs::Answer::No)
+        dialogs_.message(overwriteQuestion(file.fileName()), Dialogs::Buttons::YesNo,
+                         Dialogs::Icon::Question) == Dialogs::Answer::No)
         return std::nullopt;
     return path;
 }
@@ -366,11 +373,22 @@ void Tester::ExportObservationVcd() {
                    (dot > 0 ? title.left(dot) : title) + QStringLiteral(".vcd"));
     if (!path)
         return;
-    if (const int error = saveWhole(*path, observationVcd(lineEvents_)))
-        dialogs_.message(QStringLiteral("Cannot write ") + QDir::toNativeSeparators(*path) +
-                             QStringLiteral(" (error ") + QString::number(error) +
-                             QStringLiteral(")."),
-                         Dialogs::Buttons::Ok, Dialogs::Icon::Critical);
+    QString why;
+    if (saveWith(
+            *path, [this](QIODevice& out) { return writeObservationVcd(lineEvents_, out); },
+            Streams::Refuse, &why) != 0)
+        dialogs_.message(
+            QStringLiteral("Cannot write %1: %2.").arg(QDir::toNativeSeparators(*path), why),
+            Dialogs::Buttons::Ok, Dialogs::Icon::Critical);
+    else if (lineEvents_.dropped() > 0)
+        dialogs_.message(droppedEventsText(lineEvents_));
+}
+
+QString Tester::droppedEventsText(const LineEventLog& log) {
+    return QStringLiteral("The run had %1 line events more than the log keeps: the export holds "
+                          "its first %2 events only.")
+        .arg(log.dropped())
+        .arg(log.maxEvents());
 }
 
 QString Tester::aboutText() {
@@ -451,9 +469,9 @@ void Tester::Mset_reset_Click() {
     }
 }
 
-void Tester::DeviceDetect() {
+DeviceScan::Acknowledged Tester::DeviceDetect() {
     if (busy_)
-        return;
+        return {};
     BusyGuard guard(busy_);
     if (!state_.powerOn)
         TogglePower();
@@ -486,6 +504,7 @@ void Tester::DeviceDetect() {
     if (panel_.isChecked(Ctl::Anal_be))
         lines_.setAnalysisOn(true);
     dialogs_.beep();
+    return acknowledged;
 }
 
 void Tester::LineProbe() {
@@ -591,6 +610,10 @@ QString quotedName(const QString& title) {
 }
 } // namespace
 
+QString Tester::overwriteQuestion(const QString& fileName) {
+    return quotedName(fileName) + QStringLiteral(" is exist ! Overwrite ?");
+}
+
 CommandFile Tester::commandFile(const QString& title) const {
     CommandFile f;
     f.port = static_cast<std::uint8_t>(state_.portNumber);
@@ -619,8 +642,7 @@ void Tester::Mfile_save_Click() {
         name = *path;
         const QString title = QFileInfo(*path).fileName();
         if (existsWithExactName(*path) &&
-            dialogs_.message(quotedName(title) + QStringLiteral(" is exist ! Overwrite ?"),
-                             Dialogs::Buttons::YesNo,
+            dialogs_.message(overwriteQuestion(title), Dialogs::Buttons::YesNo,
                              Dialogs::Icon::Question) == Dialogs::Answer::No)
             return;
         const CommandFile file = commandFile(title);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bus/DeviceScan.h"
 #include "bus/I2cBus.h"
 #include "bus/MicrowireBus.h"
 #include "bus/PortLines.h"
@@ -94,8 +95,9 @@ public:
     // "Reset keeping": asks for the Microwire reset value 1 to 9.
     void Mset_reset_Click();
 
-    // "Device Detect": tries the 256 address bytes and lists the acknowledged ones.
-    void DeviceDetect();
+    // "Device Detect": tries the 256 address bytes and lists the acknowledged ones; returns
+    // which were acknowledged (none when another bus action is under way).
+    DeviceScan::Acknowledged DeviceDetect();
     // "Line Test": toggles RTS 255 times and checks that DSR follows.
     void LineProbe();
 
@@ -125,8 +127,12 @@ public:
     static inline const QString kNoLineEvents =
         QStringLiteral("There are no line events to export: switch Observation on in the "
                        "Analyse menu and run a sequence.");
+    // What an export says when the run had more line events than the log keeps.
+    static QString droppedEventsText(const LineEventLog& log);
     // "Explanation" in the Analyse menu and in the pop-up.
     void ShowExplanation() { dialogs_.showExplanation(); }
+    // The question before a save or an export replaces the file fileName.
+    static QString overwriteQuestion(const QString& fileName);
     // "Save Commands" and "Open Commands": the whole set-up as a command file.
     void Mfile_save_Click();
     void Mfile_open_Click();
