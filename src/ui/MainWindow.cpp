@@ -40,7 +40,7 @@ constexpr QRect kPictureRect(120 / kTwipsPerPixel, 6240 / kTwipsPerPixel, 537, 4
 
 // A read-out's last block is cut once it is longer than this; the blocks before it keep about
 // this many characters each.
-constexpr int kBlockLength = 256;
+constexpr int kBlockLength = 64;
 // The state of a block that continues the line of the block before it (no line break between).
 constexpr int kContinuation = 1;
 
