@@ -310,7 +310,7 @@ void MainWindow::buildControls(QWidget* client) {
     widgets_[static_cast<int>(Ctl::Analog_ki)] = slider;
     connect(slider, &QSlider::valueChanged, this, [this, slider](int v) {
         panel_.setValue(Ctl::Analog_ki, v);
-        // The byte "Potmeter" sends, shown above the handle while the user moves it.
+        // The byte "Potmeter" sends, shown at the handle while the user moves it.
         QStyleOptionSlider option;
         option.initFrom(slider);
         option.orientation = slider->orientation();
