@@ -1,6 +1,7 @@
 // brolmet: the Tamsolvix main window.
 #include "app/BackendOptions.h"
 #include "files/FileAssociation.h"
+#include "files/ProgramIcons.h"
 #include "sim/SimulatedBoard.h"
 #include "ui/FrontPanel.h"
 #include "ui/MainWindow.h"
@@ -17,7 +18,9 @@
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("brolmet"));
-    QApplication::setApplicationDisplayName(Tester::kApplicationTitle);
+    // No display name: the window system would add it to every title, which must read exactly
+    // as the windows give them. Every window carries the program icon unless it has its own.
+    QApplication::setWindowIcon(ProgramIcons::program());
     QApplication::setApplicationVersion(QStringLiteral("3.0.0"));
 
     QCommandLineParser parser;

@@ -62,3 +62,10 @@ struct CommandFile {
 // last part of path. A directory is not a file; on a file system that ignores letter case, a
 // name typed in another case than the file's is not found.
 bool existsWithExactName(const QString& path);
+
+// Why something that is there at path is not a command file to read: "'PATH' is a named pipe,
+// not a file." (a pipe would wait for a writer, a device might never end, a folder has no
+// lines). Empty for a regular file or a link to one, where nothing is, and for a path without
+// a file name. Every reader of
+// command files asks this before it opens one.
+QString notAFileReason(const QString& path);

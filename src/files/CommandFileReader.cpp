@@ -1,6 +1,7 @@
 #include "files/CommandFileReader.h"
 
 #include "files/CodePage.h"
+#include "files/CommandFile.h"
 #include "files/RunTimeError.h"
 #include "sequence/Numbers.h"
 
@@ -104,6 +105,8 @@ CommandFileReader::~CommandFileReader() = default;
 
 int CommandFileReader::open(const QString& path) {
     close();
+    if (!notAFileReason(path).isEmpty())
+        return RunTimeError::PathFileAccess; // not opened: a pipe or a device could block
     auto file = std::make_unique<QFile>(path);
     if (!file->open(QIODevice::ReadOnly))
         return RunTimeError::forRead(path, file->error());

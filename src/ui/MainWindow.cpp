@@ -1,5 +1,6 @@
 #include "ui/MainWindow.h"
 
+#include "files/ProgramIcons.h"
 #include "ui/Tester.h"
 
 #include <QAction>
@@ -8,6 +9,7 @@
 #include <QGroupBox>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QMimeData>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPlainTextEdit>
@@ -17,6 +19,10 @@
 #include <QResizeEvent>
 #include <QScrollBar>
 #include <QSlider>
+#include <QStyle>
+#include <QStyleOptionSlider>
+#include <QTextBlock>
+#include <QToolTip>
 
 namespace {
 
@@ -31,6 +37,12 @@ constexpr int kReadoutHeight = 148;
 // The observation picture: 8052 x 612 twips at (120, 6240) twips.
 // Rounded to whole pixels; inside its 2-pixel sunken border the picture is 533 x 37.
 constexpr QRect kPictureRect(120 / kTwipsPerPixel, 6240 / kTwipsPerPixel, 537, 41);
+
+// A read-out's last block is cut once it is longer than this; the blocks before it keep about
+// this many characters each.
+constexpr int kBlockLength = 64;
+// The state of a block that continues the line of the block before it (no line break between).
+constexpr int kContinuation = 1;
 
 } // namespace
 
@@ -66,6 +78,81 @@ void ObservationView::mouseReleaseEvent(QMouseEvent* event) {
     QFrame::mouseReleaseEvent(event);
 }
 
+ReadoutBox::ReadoutBox(QWidget* parent) : QPlainTextEdit(parent) {
+    setReadOnly(true);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    document()->setUndoRedoEnabled(false); // nothing to undo, and no history to grow
+}
+
+void ReadoutBox::setText(const QString& text) {
+    clear();
+    insertAtEnd(text);
+}
+
+void ReadoutBox::append(const QString& more) {
+    // A CR LF split over two appends still becomes one line break.
+    if (more.startsWith(u'\n') &&
+        document()->characterAt(document()->characterCount() - 2) == u'\r') {
+        QTextCursor end(document());
+        end.movePosition(QTextCursor::End);
+        end.deletePreviousChar();
+    }
+    insertAtEnd(more);
+}
+
+void ReadoutBox::insertAtEnd(const QString& text) {
+    QString shown = text;
+    shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    QTextCursor end(document());
+    end.movePosition(QTextCursor::End);
+    for (qsizetype at = 0; at < shown.size(); at += kBlockLength) {
+        end.insertText(shown.mid(at, kBlockLength));
+        if (document()->lastBlock().length() > kBlockLength)
+            cutLastBlock();
+    }
+    verticalScrollBar()->setValue(verticalScrollBar()->maximum());
+}
+
+void ReadoutBox::cutLastBlock() {
+    const QTextBlock last = document()->lastBlock();
+    document()->documentLayout()->blockBoundingRect(last); // lays it out at the box's width
+    const QTextLayout* lines = last.layout();
+    // Cut before the last line, and before every line that starts kBlockLength characters or
+    // more after the previous cut. Lines wrap where they did before: the picture is the same.
+    QList<int> cuts;
+    for (int i = 1, previous = 0; i < lines->lineCount(); ++i) {
+        const int start = lines->lineAt(i).textStart();
+        if (start - previous >= kBlockLength || i == lines->lineCount() - 1) {
+            cuts.append(last.position() + start);
+            previous = start;
+        }
+    }
+    QTextCursor cursor(document());
+    for (auto cut = cuts.crbegin(); cut != cuts.crend(); ++cut) {
+        cursor.setPosition(*cut);
+        cursor.insertBlock();
+        cursor.block().setUserState(kContinuation);
+    }
+}
+
+QString ReadoutBox::textBetween(int from, int to) const {
+    QString text;
+    for (QTextBlock b = document()->findBlock(from); b.isValid() && b.position() <= to;
+         b = b.next()) {
+        if (b.position() > from && b.userState() != kContinuation)
+            text += u'\n';
+        const int start = std::max(from - b.position(), 0);
+        text += b.text().mid(start, to - b.position() - start);
+    }
+    return text;
+}
+
+QMimeData* ReadoutBox::createMimeDataFromSelection() const {
+    auto* copied = new QMimeData;
+    copied->setText(textBetween(textCursor().selectionStart(), textCursor().selectionEnd()));
+    return copied;
+}
+
 MainWindow::MainWindow(FrontPanel& panel, Tester& tester) : panel_(panel), tester_(tester) {
     setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                    Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
@@ -74,6 +161,7 @@ MainWindow::MainWindow(FrontPanel& panel, Tester& tester) : panel_(panel), teste
     font.setStyleHint(QFont::SansSerif);
     font.setPixelSize(11);
     setFont(font);
+    setWindowIcon(ProgramIcons::program());
 
     auto* client = new QWidget(this);
     client->setFixedSize(kClientWidth, kClientHeight);
@@ -87,6 +175,10 @@ MainWindow::MainWindow(FrontPanel& panel, Tester& tester) : panel_(panel), teste
         sync(static_cast<Ctl>(i));
     syncCellItems();
     connect(&panel_, &FrontPanel::changed, this, &MainWindow::sync);
+    connect(&panel_, &FrontPanel::appended, this, [this](Ctl c, const QString& more) {
+        if (auto* box = qobject_cast<ReadoutBox*>(widget(c)))
+            box->append(more);
+    });
     connect(&panel_, &FrontPanel::cellItemsChanged, this, &MainWindow::syncCellItems);
 
     adjustSize();
@@ -105,6 +197,9 @@ QComboBox* MainWindow::makeCell(QWidget* parent, Ctl c, int x, int y) {
     auto* cell = new QComboBox(parent);
     cell->setEditable(true);
     cell->setInsertPolicy(QComboBox::NoInsert);
+    // A cell holds exactly what was typed until an item is picked from the list: no completion
+    // (the default completer would turn "stop" into the keyword "Stop").
+    cell->setCompleter(nullptr);
     cell->setGeometry(x, y, 84, 22);
     widgets_[static_cast<int>(c)] = cell;
     connect(cell, &QComboBox::editTextChanged, this,
@@ -171,9 +266,7 @@ void MainWindow::buildControls(QWidget* client) {
                     {Ctl::Dump2, 204, 120},
                     {Ctl::Hex2, 326, 70}};
     for (const auto& r : readouts) {
-        auto* box = new QPlainTextEdit(client);
-        box->setReadOnly(true);
-        box->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+        auto* box = new ReadoutBox(client);
         box->setGeometry(r.x, kReadoutTop, r.w, kReadoutHeight);
         widgets_[static_cast<int>(r.c)] = box;
     }
@@ -192,6 +285,9 @@ void MainWindow::buildControls(QWidget* client) {
                 [this, c = options[i]] { tester_.selectOption(c); });
     }
     auto* power = new QPushButton(client);
+    // Its own copy of the window's font: a style sheet set again for the next colour would
+    // otherwise put the application's default font on it.
+    power->setFont(font());
     power->setGeometry(478, kReadoutTop + 2, 69, 104);
     widgets_[static_cast<int>(Ctl::PowerG)] = power;
 
@@ -212,8 +308,23 @@ void MainWindow::buildControls(QWidget* client) {
     slider->setTickInterval(16);
     slider->setGeometry(kMargin, 360, kFrameWidth, 32);
     widgets_[static_cast<int>(Ctl::Analog_ki)] = slider;
-    connect(slider, &QSlider::valueChanged, this,
-            [this](int v) { panel_.setValue(Ctl::Analog_ki, v); });
+    connect(slider, &QSlider::valueChanged, this, [this, slider](int v) {
+        panel_.setValue(Ctl::Analog_ki, v);
+        // The byte "Potmeter" sends, shown at the handle while the user moves it.
+        QStyleOptionSlider option;
+        option.initFrom(slider);
+        option.orientation = slider->orientation();
+        option.minimum = slider->minimum();
+        option.maximum = slider->maximum();
+        option.sliderPosition = v;
+        option.sliderValue = v;
+        const QRect handle = slider->style()->subControlRect(QStyle::CC_Slider, &option,
+                                                             QStyle::SC_SliderHandle, slider);
+        QToolTip::showText(slider->mapToGlobal(handle.topLeft()),
+                           QString::number(v) + QStringLiteral(" = &h") +
+                               QString::number(v, 16).toUpper(),
+                           slider);
+    });
 
     observation_ = new ObservationView(client);
     observation_->setGeometry(kPictureRect);
@@ -390,13 +501,8 @@ void MainWindow::sync(Ctl c) {
                 QStringLiteral(
                     "background-color: %1; border: 1px solid #606060; border-radius: 3px;")
                     .arg(s.colour.name()));
-    } else if (auto* box = qobject_cast<QPlainTextEdit*>(w)) {
-        QString shown = s.text; // the read-outs break their lines with CR LF
-        shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-        if (box->toPlainText() != shown) {
-            box->setPlainText(shown);
-            box->verticalScrollBar()->setValue(box->verticalScrollBar()->maximum());
-        }
+    } else if (auto* box = qobject_cast<ReadoutBox*>(w)) {
+        box->setText(s.text);
     } else if (auto* bar = qobject_cast<QProgressBar*>(w)) {
         bar->setValue(s.value);
     } else if (auto* slider = qobject_cast<QSlider*>(w)) {

@@ -674,7 +674,7 @@ void Tester::Mfile_open_Click() {
         const QString title = QFileInfo(*path).fileName();
         if (!existsWithExactName(*path)) {
             dialogs_.message(quotedName(title) + QStringLiteral(" is NOT exist !"),
-                             Dialogs::Buttons::Ok, Dialogs::Icon::Critical);
+                             Dialogs::Buttons::Ok, Dialogs::Icon::Critical, notAFileReason(*path));
             return;
         }
         state_.currentFileTitle = title;
@@ -700,7 +700,8 @@ void Tester::loadAtStartUp(const QString& path) {
     if (error == RunTimeError::FileNotFound)
         dialogs_.message(QStringLiteral("File Not Found !"));
     else if (error == RunTimeError::PathFileAccess)
-        dialogs_.message(QStringLiteral("Drive Problem !"));
+        dialogs_.message(QStringLiteral("Drive Problem !"), Dialogs::Buttons::Ok,
+                         Dialogs::Icon::None, notAFileReason(path));
     else
         dialogs_.message(fileErrorText(error) + QLatin1Char(' ') + path);
 }
