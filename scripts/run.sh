@@ -22,7 +22,7 @@ else
   vcd=$(mktemp --suffix=.vcd)
   status=0
   "$cli" --board sim "$@" run examples/eeprom-write.scm examples/eeprom-read.scm --sequence 12 \
-    --vcd "$vcd" || status=$?
+    --vcd "$vcd" --force || status=$?
   if [ "$status" -eq 0 ] && command -v sigrok-cli >/dev/null; then
     echo; echo "The last run's line events ($vcd), decoded by sigrok-cli:"
     sigrok-cli -I vcd -i "$vcd" -P i2c:scl=rts:sda=data \

@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -16,6 +17,11 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <thread>
 
 namespace {
 
@@ -38,8 +44,23 @@ struct CliResult {
     }
 };
 
-CliResult runCli(const QStringList& arguments, const QString& board = QStringLiteral("sim")) {
+// The tool on the board; without a runtime folder, for which Qt would otherwise complain.
+// limit: a file size limit for the tool's own process (0: none).
+CliResult runCli(const QStringList& arguments, const QString& board = QStringLiteral("sim"),
+                 rlim_t limit = 0) {
     QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(QStringLiteral("XDG_RUNTIME_DIR"));
+    process.setProcessEnvironment(environment);
+    process.setChildProcessModifier([limit] {
+        if (limit == 0)
+            return;
+        std::signal(SIGXFSZ, SIG_IGN);
+        rlimit small{limit, RLIM_INFINITY};
+        getrlimit(RLIMIT_FSIZE, &small);
+        small.rlim_cur = limit;
+        setrlimit(RLIMIT_FSIZE, &small);
+    });
     process.start(QStringLiteral(TAMSOLVIX_CLI),
                   QStringList{QStringLiteral("--board"), board} + arguments);
     EXPECT_TRUE(process.waitForFinished(60000));
@@ -63,6 +84,10 @@ protected:
         return path;
     }
     QString path(const QString& name) const { return dir_.filePath(name); }
+    static QByteArray contents(const QString& path) {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
 
 private:
     QTemporaryDir dir_;
@@ -83,14 +108,29 @@ TEST_F(CliTest, UsageErrorsExitWithTwoAndPrintNothingAndHelpWithZero) {
         {"run", file, "--slider", "-1"},
         {"run", file, "--frob"},
         {"detect", "--repeat", "2"},
+        {"detect", "--force"},
         {"probe", "extra"},
+        {"run", file, "--repeat"},
+        {"run", "-dash.scm"},
     };
     for (const QStringList& arguments : wrong) {
         const CliResult r = runCli(arguments);
         EXPECT_EQ(r.status, 2) << qPrintable(arguments.join(u' '));
         EXPECT_TRUE(r.out.isEmpty()) << qPrintable(arguments.join(u' '));
         EXPECT_TRUE(r.err.contains("see --help")) << r.err.constData();
+        EXPECT_FALSE(r.err.contains(".;")) << r.err.constData();
     }
+    EXPECT_TRUE(runCli({"run", "-dash.scm"})
+                    .err.contains("unknown option '-dash.scm' (a file name that begins with '-' "
+                                  "goes after '--': run -- -dash.scm)"));
+    // A name that is not UTF-8 is said to be one, not "is NOT exist !".
+    QProcess shell;
+    shell.start(QStringLiteral("/bin/sh"),
+                {QStringLiteral("-c"), QStringLiteral("\"$0\" run \"$(printf 'x\\377.scm')\""),
+                 QStringLiteral(TAMSOLVIX_CLI)});
+    ASSERT_TRUE(shell.waitForFinished(60000));
+    EXPECT_EQ(shell.exitCode(), 2);
+    EXPECT_TRUE(shell.readAllStandardError().contains("'x\\xFF.scm' is not valid UTF-8"));
     const CliResult help = runCli({"--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_TRUE(help.out.contains("--json"));
@@ -100,6 +140,8 @@ TEST_F(CliTest, JsonHasTheWholeStateForEveryCommand) {
     for (const char* command : {"demo", "detect", "probe"}) {
         const CliResult r = runCli({command, "--json"});
         EXPECT_EQ(r.status, 0) << command << r.err.constData();
+        // Standard error has the message boxes only, nothing from Qt itself.
+        EXPECT_TRUE(r.err.isEmpty() || r.err == "Line Probe OK !\n") << r.err.constData();
         const QJsonObject o = r.json();
         const auto at = [&](const char* key) { return o.value(QLatin1String(key)); };
         const QJsonArray panels = at("panels").toArray();
@@ -127,6 +169,14 @@ TEST_F(CliTest, JsonHasTheWholeStateForEveryCommand) {
     for (const QJsonValue& a : scan.value(QStringLiteral("acknowledged")).toArray())
         hex << QString::number(a.toInt(), 16).toUpper();
     EXPECT_EQ(hex.join(u' '), scan.value(QStringLiteral("hex1")).toString().trimmed());
+    // Data in stuck low: every address byte acknowledges, though the report says "Device Not
+    // Found !" and lists none; the list and the grid say what the scan found.
+    const QString stuck = QStringLiteral("sim:cts-low");
+    EXPECT_EQ(
+        runCli({"detect", "--json"}, stuck).json()[QStringLiteral("acknowledged")].toArray().size(),
+        256);
+    EXPECT_TRUE(runCli({"detect"}, stuck)
+                    .out.contains("  F0: F0 F1 F2 F3 F4 F5 F6 F7 F8 F9 FA FB FC FD FE FF\n"));
 }
 
 TEST_F(CliTest, ProbeKeepsItsExitStatusAndReportsTheLineTest) {
@@ -224,14 +274,48 @@ TEST_F(CliTest, SaveWritesTheSetUpUnderItsOwnNameBmpThePictureAndVcdTheLineEvent
     EXPECT_FALSE(image.isNull());
     QFile vcd(dump);
     ASSERT_TRUE(vcd.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(vcd.readAll().startsWith("$version Tamsolvix observation $end\n"));
+    const QByteArray events = vcd.readAll();
+    EXPECT_TRUE(events.startsWith("$version Tamsolvix observation $end\n"));
+    // Only port calls move the board's clock, 10 us each: the same run exports the same bytes.
+    ASSERT_EQ(runCli({"run", file, "--vcd", path("again.vcd")}).status, 0);
+    EXPECT_EQ(contents(path("again.vcd")), events);
+    const QList<QByteArray> marks = events.trimmed().split('\n'); // the last one ends the dump
+    for (qsizetype i = 0; i + 1 < marks.size(); ++i)
+        EXPECT_TRUE(!marks[i].startsWith('#') || marks[i].mid(1).toLongLong() % 10'000 == 0)
+            << marks[i].data();
 
     // The saved file loads again without a message.
     EXPECT_EQ(runCli({"run", saved}).status, 0);
+    // Existing files are kept: each output's question is answered No. --force replaces them.
+    const QByteArray savedBytes = contents(saved);
+    const QStringList again{"run", file, "--save", saved, "--bmp", picture, "--vcd", dump};
+    const CliResult kept = runCli(again + QStringList{"--sequence", "2"});
+    EXPECT_EQ(kept.status, 1);
+    for (const char* name : {"out.scm", "run.bmp", "run.vcd"})
+        EXPECT_TRUE(kept.err.contains(QByteArray("'") + name + "' is exist ! Overwrite ?\n"));
+    EXPECT_EQ(contents(saved), savedBytes);
+    EXPECT_EQ(runCli(again + QStringList{"--sequence", "2", "--force"}).status, 0);
+    const QByteArray forced = contents(saved);
+    EXPECT_NE(forced, savedBytes);
+    // A write that fails says why, and the old file stays as it was.
+    const CliResult full = runCli({"run", file, "--save", saved, "--force"}, "sim", 64);
+    EXPECT_EQ(full.status, 1);
+    EXPECT_TRUE(full.err.contains("out.scm: File too large")) << full.err.constData();
+    EXPECT_EQ(contents(saved), forced);
+    // A named pipe is written in place, for the program that reads it.
+    const QString pipe = path("pipe.vcd");
+    ASSERT_EQ(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    QByteArray piped;
+    std::thread reader([&] { piped = contents(pipe); });
+    EXPECT_EQ(runCli({"run", file, "--vcd", pipe}).status, 0);
+    reader.join();
+    EXPECT_TRUE(piped.startsWith("$version Tamsolvix observation $end\n"));
+    EXPECT_FALSE(QFileInfo(pipe).isFile());
     // A folder that does not exist: the output fails, and so does the exit status.
     const CliResult failed = runCli({"run", file, "--save", path("no/such/folder.scm")});
     EXPECT_EQ(failed.status, 1);
-    EXPECT_TRUE(failed.err.contains("cannot write")) << failed.err.constData();
+    EXPECT_TRUE(failed.err.contains("folder.scm: No such file or directory"))
+        << failed.err.constData();
     // Without Observation there are no line events, which is said and fails the command.
     const QString quiet = commandFile("quiet.scm", {"&hA0"}, false, true, /*analysis=*/false);
     const CliResult empty = runCli({"run", quiet, "--vcd", dump});

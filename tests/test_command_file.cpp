@@ -5,12 +5,15 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstring>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -350,29 +353,47 @@ TEST(CommandFile, FailedSaveLeavesThePreviousFileIntact) {
     ASSERT_EQ(previous.save(path), 0);
     const QByteArray before = fileContent(path);
 
-    // The write fails half-way: the file size limit stops it after 4096 bytes.
-    CommandFile larger = previous;
-    larger.note = QString(20000, u'n');
-    rlimit old{};
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
-    const auto oldSignal = std::signal(SIGXFSZ, SIG_IGN);
-    rlimit small = old;
-    small.rlim_cur = 4096;
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    const int error = larger.save(path);
-    setrlimit(RLIMIT_FSIZE, &old);
-    std::signal(SIGXFSZ, oldSignal);
+    // The write fails half-way, stopped by the file size limit: past the device's buffer (a long
+    // note), and inside it (a small file, written out only when the save is complete).
+    for (const auto& [limit, note] : {std::pair{4096, 20000}, std::pair{64, 2}}) {
+        CommandFile larger = previous;
+        larger.note = QString(note, u'n');
+        rlimit old{};
+        ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+        const auto oldSignal = std::signal(SIGXFSZ, SIG_IGN);
+        rlimit small = old;
+        small.rlim_cur = static_cast<rlim_t>(limit);
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+        QString why;
+        const int error = larger.save(path, Streams::Refuse, &why);
+        setrlimit(RLIMIT_FSIZE, &old);
+        std::signal(SIGXFSZ, oldSignal);
 
-    EXPECT_EQ(error, RunTimeError::DiskFull);
-    EXPECT_EQ(fileContent(path), before);
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
-              QStringList{QStringLiteral("kept.scm")}); // no temporary file left behind
+        EXPECT_EQ(error, RunTimeError::DiskFull) << limit;
+        EXPECT_EQ(why, QString::fromLocal8Bit(std::strerror(EFBIG))) << limit;
+        EXPECT_EQ(fileContent(path), before) << limit;
+        EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+                  QStringList{QStringLiteral("kept.scm")}); // no temporary file left behind
+    }
 
     // Saving where no file can be.
     EXPECT_EQ(previous.save(dir.filePath(QStringLiteral("no/folder/x.scm"))),
               RunTimeError::PathNotFound);
     ASSERT_TRUE(QDir(dir.path()).mkdir(QStringLiteral("sub.scm")));
     EXPECT_EQ(previous.save(dir.filePath(QStringLiteral("sub.scm"))), RunTimeError::PathFileAccess);
+    // A named pipe is never replaced (the window may not write one: it would wait for a
+    // reader); a link to a file stays a link, and the file it names is saved.
+    const QString pipe = dir.filePath(QStringLiteral("pipe.scm"));
+    ASSERT_EQ(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    EXPECT_EQ(previous.save(pipe), RunTimeError::PathFileAccess);
+    EXPECT_EQ(saveTarget(pipe), SaveTarget::Stream);
+    const QString link = dir.filePath(QStringLiteral("link.scm"));
+    ASSERT_TRUE(QFile::link(path, link));
+    CommandFile other = previous;
+    other.port = 2;
+    ASSERT_EQ(other.save(link), 0);
+    EXPECT_TRUE(QFileInfo(link).isSymLink());
+    EXPECT_EQ(fileContent(path), other.bytes());
 }
 
 TEST(CommandFile, SaveIntoAReadOnlyFolderIsPermissionDeniedAndKeepsTheFile) {

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 namespace {
 
 struct FileFixture : ::testing::Test {
@@ -96,6 +98,12 @@ TEST_F(FileFixture, OverwritingAsksFirstAndOtherLetterCasesAreOtherNames) {
     EXPECT_EQ(dialogs.messages().back(), QStringLiteral("'KEPT.scm' is NOT exist !"));
     EXPECT_EQ(dialogs.shown.back().icon, Dialogs::Icon::Critical);
 
+    // A named pipe is no file to save into: the drive's message, then the dialog again.
+    ASSERT_EQ(mkfifo(QFile::encodeName(path("pipe.scm")).constData(), 0600), 0);
+    dialogs.thenSaveFile(path("pipe.scm")).thenMessage().thenSaveFile(std::nullopt);
+    tester.files().Mfile_save_Click();
+    EXPECT_EQ(dialogs.messages().back(), QStringLiteral("Drive Problem ! No Write in Drive."));
+
     // Cancel ends both silently, after the power was switched off.
     tester.power().TogglePower();
     dialogs.thenSaveFile(std::nullopt);
@@ -144,11 +152,30 @@ TEST_F(FileFixture, BadFilesStopAtTheirFirstBadLineWithTheirMessages) {
     EXPECT_EQ(panelText(1), QStringLiteral("Port: 2"));
     EXPECT_EQ(panel.text(Ctl::Fo), QStringLiteral("I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"));
 
-    dialogs.thenMessage().thenMessage();
+    // What is not a file is not opened (a pipe would wait for a writer): the same reason at
+    // start-up and from the menu.
+    const QString pipe = path("pipe.scm");
+    ASSERT_EQ(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    dialogs.thenMessage().thenMessage().thenMessage().thenOpenFile(pipe).thenMessage();
     tester.files().loadAtStartUp(path("missing.scm"));
     tester.files().loadAtStartUp(dir.path());
-    EXPECT_EQ(dialogs.messages().mid(dialogs.messages().size() - 2),
-              (QStringList{QStringLiteral("File Not Found !"), QStringLiteral("Drive Problem !")}));
+    tester.files().loadAtStartUp(pipe);
+    tester.files().Mfile_open_Click();
+    std::vector<ScriptedDialogs::Shown> boxes;
+    for (const auto& shown : dialogs.shown)
+        if (shown.kind == ScriptedDialogs::Kind::Message)
+            boxes.push_back(shown);
+    const QString pipeReason = QStringLiteral("'%1' is a named pipe, not a file.").arg(pipe);
+    const QStringList expected[] = {
+        {QStringLiteral("File Not Found !"), QString()},
+        {QStringLiteral("Drive Problem !"),
+         QStringLiteral("'%1' is a folder, not a file.").arg(dir.path())},
+        {QStringLiteral("Drive Problem !"), pipeReason},
+        {QStringLiteral("'pipe.scm' is NOT exist !"), pipeReason}};
+    for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(boxes[boxes.size() - 4 + i].text, expected[i][0]);
+        EXPECT_EQ(boxes[boxes.size() - 4 + i].detail, expected[i][1]);
+    }
 }
 
 TEST_F(FileFixture, AFileInI2cModeTakesTheProgramOutOfMicrowire) {

@@ -1,4 +1,5 @@
 #include "actions/Tester.h"
+#include "files/ProgramIcons.h"
 #include "model/FileTexts.h"
 #include "model/FrontPanel.h"
 #include "sim/SimulatedBoard.h"
@@ -6,16 +7,23 @@
 #include "ui/ExplanationPicture.h"
 #include "ui/ExplanationWindow.h"
 #include "ui/MainWindow.h"
+#include "ui/ReadoutBox.h"
 
+#include <QAbstractTextDocumentLayout>
 #include <QAction>
 #include <QComboBox>
 #include <QGroupBox>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
 #include <QSlider>
 #include <QTest>
+#include <QTextBlock>
+#include <QToolTip>
 
 #include <gtest/gtest.h>
 
@@ -45,6 +53,7 @@ struct WindowFixture : ::testing::Test {
 TEST_F(WindowFixture, EveryControlMirrorsTheModel) {
     EXPECT_EQ(window->windowTitle(),
               QStringLiteral("I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"));
+    EXPECT_FALSE(window->windowIcon().isNull());
     for (int i = 0; i < FrontPanel::kControls; ++i) {
         const auto c = static_cast<Ctl>(i);
         if (c == Ctl::Fo || c == Ctl::Mfile || c == Ctl::Msetup || c == Ctl::Anal || c == Ctl::Rep1)
@@ -72,17 +81,52 @@ TEST_F(WindowFixture, EveryControlMirrorsTheModel) {
     tester.power().TogglePower();
     EXPECT_EQ(get<QPushButton>(Ctl::PowerG)->text(), QStringLiteral("Power ON"));
     EXPECT_TRUE(get<QPushButton>(Ctl::PowerG)->styleSheet().contains(QStringLiteral("#ff8080")));
+    EXPECT_EQ(get<QPushButton>(Ctl::PowerG)->font(), window->font()); // the next colour too
     EXPECT_FALSE(window->action(Ctl::Mset_micro)->isEnabled());
     panel.setText(Ctl::Dump1, QStringLiteral("Acknowledge Found !\r\nAddres:   160\r\n"));
     EXPECT_EQ(get<QWidget>(Ctl::Dump1)->property("plainText").toString(),
               QStringLiteral("Acknowledge Found !\nAddres:   160\n"));
+    // Appended bytes go into blocks cut where the lines wrap anyway: the lines are those of
+    // the whole text in one box, and a copy gives the text back.
+    auto* box = get<ReadoutBox>(Ctl::Hex2);
+    for (int i = 0; i < 600; ++i)
+        panel.appendText(Ctl::Hex2, i % 7 ? QStringLiteral("0A ") : QStringLiteral("FF "));
+    EXPECT_GT(box->document()->blockCount(), 4);
+    EXPECT_EQ(box->textBetween(0, box->document()->characterCount()), panel.text(Ctl::Hex2));
+    QPlainTextEdit whole(panel.text(Ctl::Hex2));
+    whole.setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    whole.setFont(box->font());
+    whole.setFixedSize(box->size());
+    whole.show();
+    const auto lines = [](const QTextDocument* d) {
+        int n = 0;
+        for (QTextBlock b = d->begin(); b.isValid(); b = b.next()) {
+            d->documentLayout()->blockBoundingRect(b); // lays the block out
+            n += b.layout()->lineCount();
+        }
+        return n;
+    };
+    EXPECT_EQ(lines(box->document()), lines(whole.document()));
 
-    // ...and the user's edits reach the model.
+    // ...and the user's edits reach the model, exactly as typed.
     get<QComboBox>(Ctl::C1)->setEditText(QStringLiteral("&hA0"));
     EXPECT_EQ(panel.text(Ctl::C1), QStringLiteral("&hA0"));
     EXPECT_TRUE(get<QComboBox>(Ctl::C2)->isEnabled());
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    for (const QString& typed : {QStringLiteral("stop"), QStringLiteral("D")}) {
+        QLineEdit* edit = get<QComboBox>(Ctl::C2)->lineEdit();
+        edit->clear();
+        edit->setFocus(); // the completion the old cells did needs the focus
+        QTest::keyClicks(edit, typed);
+        QTest::keyClick(edit, Qt::Key_Tab);
+        EXPECT_EQ(panel.text(Ctl::C2), typed);
+        EXPECT_TRUE(get<QComboBox>(Ctl::C3)->isEnabled()) << typed.toStdString();
+    }
     get<QSlider>(Ctl::Analog_ki)->setValue(77);
     EXPECT_EQ(panel.value(Ctl::Analog_ki), 77);
+    EXPECT_EQ(QToolTip::text(), QStringLiteral("77 = &h4D"));
+    EXPECT_EQ(get<QSlider>(Ctl::Analog_ki)->toolTip(), QStringLiteral("Potmeter"));
     QTest::mouseClick(get<QRadioButton>(Ctl::Ns12), Qt::LeftButton);
     EXPECT_EQ(tester.timerSelection(), 12);
     EXPECT_FALSE(get<QRadioButton>(Ctl::Noff)->isChecked());
@@ -145,6 +189,10 @@ TEST(ExplanationWindow, BeepsOnOpeningAndAnyClickOnItClosesIt) {
         EXPECT_EQ(he.width(), 8076 / 15);
         EXPECT_EQ(he.picture()->size(), QSize(8076 / 15, 3252 / 15));
         EXPECT_FALSE(he.windowFlags().testFlag(Qt::WindowMinimizeButtonHint));
+        EXPECT_EQ(he.okButton()->geometry(), QRect(2880 / 15, 3360 / 15, 129, 17));
+        EXPECT_EQ(he.geometry().center(), he.screen()->availableGeometry().center());
+        EXPECT_NE(he.windowIcon().pixmap(32).toImage(),
+                  ProgramIcons::program().pixmap(32).toImage());
         he.show();
         QWidget* clicked = target == 0   ? static_cast<QWidget*>(he.okButton())
                            : target == 1 ? static_cast<QWidget*>(he.picture())

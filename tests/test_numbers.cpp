@@ -15,7 +15,7 @@ TEST(NumericValue, ReadsDecimalHexOctalAndStopsAtTheFirstStrangeCharacter) {
         {"2.9", 2.9}, {"1e3", 1000},  {"1D2", 100},     {"2.5d-1", 0.25}, {"1e", 1},
         {".5", 0.5},  {"- 5", -5},    {"& h 1f", 31},   {"&h1G", 1},      {"", 0},
         {"abc", 0},   {"Stop", 0},    {"Constans", 0},  {"-", 0},         {"&", 0},
-        {"&x1", 0},   {"&h", 0},      {"1.2.3", 1.2},   {"\r5", 0},
+        {"&x1", 0},   {"&h", 0},      {"1.2.3", 1.2},   {"\r5", 0},       {"1, 2, 3", 1},
     };
     for (const auto& c : cases)
         EXPECT_DOUBLE_EQ(numericValue(QString::fromLatin1(c.text)), c.value) << c.text;

@@ -10,8 +10,10 @@
 #include "support/ScriptedDialogs.h"
 #include "support/SigrokCli.h"
 
+#include <QBuffer>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -65,10 +67,13 @@ TEST_F(ExportFixture, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
               QStringList({"Start", "Write", "Address write: A0", "ACK", "Data write: 10", "ACK",
                            "Data write: 41", "ACK", "Data write: 42", "ACK", "Stop"}));
 
-    board->elapse(10'000'000); // the write cycle
+    // As in the window, a pause between runs is time on the board: it ends the write cycle.
+    board->followWallClock(true);
+    QThread::msleep(10);
     cells(1, {"&hA0", "&h10"});
     cells(2, {"&hA1", "Dump1", "Dump1"});
     tester.runs().Go1_Click();
+    QThread::msleep(10);
     WireRecorder recorder;
     board->setRecorder(&recorder);
     tester.runs().Go2_Click();
@@ -84,8 +89,8 @@ TEST_F(ExportFixture, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
     EXPECT_TRUE(wires.contains(QStringLiteral("Data read: 41"))) << wires.join(u'|').toStdString();
     EXPECT_TRUE(wires.contains(QStringLiteral("Data read: 42")));
 
-    // Real times: the board's port calls are 10 us apart, and the start condition's fall of
-    // the data line is the run's third.
+    // Real times from the run's start, also after a pause: the board's port calls are 10 us
+    // apart, and the start condition's fall of the data line is the run's third.
     const QByteArray vcd = contents(path("read.vcd"));
     EXPECT_TRUE(vcd.contains("$timescale 1 ns $end"));
     EXPECT_TRUE(vcd.contains("$end\n#30000\n0!\n0$\n")) << vcd.left(400).toStdString();
@@ -98,10 +103,53 @@ TEST_F(ExportFixture, TheResetCharacterIsOnTxdUntilItsStopBitHasGone) {
     tester.runs().Go1_Click();
     // The run itself is over long before the character's 4.2 ms.
     const QString vcd = path("reset.vcd");
-    ASSERT_EQ(saveWhole(vcd, observationVcd(tester.lineEvents())), 0);
+    ASSERT_EQ(
+        saveWith(vcd,
+                 [&](QIODevice& out) { return writeObservationVcd(tester.lineEvents(), out); }),
+        0);
     EXPECT_EQ(
         decode(vcd, QStringLiteral("uart:rx=txd:baudrate=2400"), QStringLiteral("uart=rx-data")),
         QStringList{QStringLiteral("FF")});
+}
+
+TEST(LineEventLog, GivesBackEveryEventInOrderAndKeepsAtMostItsLimit) {
+    using S = LineEventLog::Signal;
+    LineEventLog log;
+    log.begin(1000, true, true);
+    const std::uint64_t far = 31'000 + (std::uint64_t(1) << 40);
+    const std::vector<std::tuple<S, bool, std::uint64_t>> added = {
+        {S::Clock, false, 1000},  {S::DataOut, false, 11'000}, {S::DataIn, true, 21'000},
+        {S::Clock, true, 31'000}, {S::DataIn, false, far},     {S::Clock, false, far},
+        {S::Clock, true, 5000}}; // a time stamp that goes back counts as the one before
+    for (std::size_t i = 0; i < added.size(); ++i) {
+        std::apply([&log](S s, bool level, std::uint64_t at) { log.add(s, level, at); }, added[i]);
+        if (i == 2) // the frame of &h0F, its edges from the moment it was handed over
+            log.character(0x0F, 21'000);
+    }
+    QStringList read;
+    LineEventLog::Reader reader(log);
+    for (LineEventLog::Event e{}; reader.next(e);)
+        read << QStringLiteral("%1%2@%3").arg(int(e.signal)).arg(e.level ? 'H' : 'L').arg(e.atNs);
+    EXPECT_EQ(read.join(u' ').toStdString(),
+              QStringLiteral("1L@1000 0L@11000 2H@21000 3L@21000 3H@437667 3L@2104333 3H@3771000 "
+                             "1H@31000 2L@%1 1L@%1 1H@%1")
+                  .arg(far)
+                  .toStdString());
+
+    // A full log counts what it leaves out, and the dump says so.
+    LineEventLog full(10);
+    full.begin(0, true, true);
+    for (std::uint64_t i = 0; i < 13; ++i)
+        full.add(S::Clock, i % 2 != 0, i * 10'000);
+    full.character(0x00, 0);
+    EXPECT_EQ(full.size(), 10u);
+    EXPECT_EQ(full.dropped(), 5u); // three events and the frame's two edges
+    QByteArray vcd;
+    QBuffer out(&vcd);
+    ASSERT_TRUE(out.open(QIODevice::WriteOnly) && writeObservationVcd(full, out));
+    EXPECT_TRUE(vcd.contains("$comment the run had 5 line events more than the log keeps (10): "
+                             "they are not in this dump $end"));
+    EXPECT_TRUE(vcd.endsWith("#90000\n1\"\n#99000\n")) << vcd.toStdString();
 }
 
 TEST_F(ExportFixture, NothingToExportIsSaidAndAnExistingFileIsOnlyReplacedWhenTheUserSaysSo) {

@@ -1,14 +1,21 @@
+#include "actions/Tester.h"
 #include "bus/PortDeviceMap.h"
 #include "bus/PortLines.h"
 #include "bus/SerialPortBackend.h"
+#include "model/FrontPanel.h"
 #include "sim/SimulatedBoard.h"
+#include "support/ScriptedDialogs.h"
 
 #include <QSettings>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
 #include <memory>
+#include <pty.h>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -193,13 +200,15 @@ TEST(PortDeviceMap, MapsPortNumbersToDevicesFromOptionsThenSettingsThenThePlatfo
     EXPECT_TRUE(single.applyOption(QStringLiteral("2=/dev/serial/by-id/usb-adapter")));
     EXPECT_EQ(single.deviceFor(2), QStringLiteral("/dev/serial/by-id/usb-adapter"));
     EXPECT_EQ(single.deviceFor(3), PortDeviceMap::platformDefault(3));
-    EXPECT_FALSE(single.applyOption(QStringLiteral("x=/dev/a")));
-    EXPECT_FALSE(single.applyOption(QStringLiteral("2=")));
-    EXPECT_FALSE(single.applyOption(QString()));
+    for (const char* wrong : {"x=/dev/a", "2=", "", "0=/tmp/a", "5=/tmp/a"})
+        EXPECT_FALSE(single.applyOption(QLatin1String(wrong))) << wrong;
+    // A bare name is the device of that name in /dev, and every message names that path.
+    EXPECT_TRUE(single.applyOption(QStringLiteral("4=ttyUSB7")));
+    EXPECT_EQ(single.deviceFor(4), QStringLiteral("/dev/ttyUSB7"));
 
     PortDeviceMap all;
-    EXPECT_TRUE(all.applyOption(QStringLiteral("/tmp/adapter")));
-    EXPECT_EQ(all.deviceFor(4), QStringLiteral("/tmp/adapter"));
+    EXPECT_TRUE(all.applyOption(QStringLiteral("./adapter")));
+    EXPECT_EQ(all.deviceFor(4), QStringLiteral("./adapter"));
 
     QTemporaryDir dir;
     QSettings settings(dir.filePath(QStringLiteral("s.ini")), QSettings::IniFormat);
@@ -221,7 +230,7 @@ TEST(SerialPortBackend, AFailedOpenSaysWhatTheUserCanDo) {
     EXPECT_TRUE(SerialPortBackend::openFailureReason(QSerialPort::UnknownError, dev, {}).isEmpty());
 }
 
-TEST(SerialPortBackend, ANonexistentDeviceFailsToOpenWithAReason) {
+TEST(SerialPortBackend, AMissingDeviceOrOneWithoutModemLinesFailsToOpenWithAReason) {
     // A path that cannot be a device: the open fails before any hardware is touched.
     PortDeviceMap map;
     map.mapAll(QStringLiteral("/nonexistent/tamsolvix-test-port"));
@@ -232,4 +241,27 @@ TEST(SerialPortBackend, ANonexistentDeviceFailsToOpenWithAReason) {
     EXPECT_FALSE(why.isEmpty());
     port.setDtr(true); // accepted while closed
     EXPECT_TRUE(port.cts());
+
+    // A pseudo-terminal opens as a terminal but has no modem lines: refused, the user is told
+    // why, and the adapter gets no power.
+    int master = -1;
+    int slave = -1;
+    ASSERT_EQ(openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+    const QString pty = QString::fromLocal8Bit(ttyname(slave));
+    ASSERT_TRUE(map.applyOption(QStringLiteral("2=") + pty));
+    SerialPortBackend ptyPort(map);
+    FrontPanel panel;
+    ScriptedDialogs dialogs;
+    Tester tester(panel, ptyPort, dialogs);
+    tester.startUp({});
+    ptyPort.selectPort(2);
+    dialogs.thenMessage();
+    tester.power().TogglePower();
+    EXPECT_FALSE(ptyPort.isOpen());
+    ASSERT_EQ(dialogs.shown.size(), 1u);
+    EXPECT_EQ(dialogs.shown[0].detail, QStringLiteral("%1 has no modem-control lines (%2): it "
+                                                      "cannot drive the bus")
+                                           .arg(pty, QString::fromLocal8Bit(strerror(ENOTTY))));
+    close(slave);
+    close(master);
 }

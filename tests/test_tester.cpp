@@ -4,6 +4,7 @@
 #include "support/ScriptedDialogs.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QSettings>
 #include <QTemporaryDir>
 
@@ -341,4 +342,11 @@ TEST(TesterSettings, FirstStartWritesTheDefaultsAndAStoredMicrowireStartComesBac
     EXPECT_FALSE(tester.analysisOn());
     EXPECT_EQ(panel2.text(FrontPanel::panel(1)), QStringLiteral("Port: 5"));
     EXPECT_EQ(tester.timerInterval(), 65535);
+
+    // Commas left unquoted in the file: the value is still the text as written (port 1).
+    QFile raw(dir.filePath(QStringLiteral("raw.ini")));
+    ASSERT_TRUE(raw.open(QIODevice::WriteOnly) && raw.write("[Setup]\nPort=1, 2, 3\n") > 0);
+    raw.close();
+    QSettings listed(raw.fileName(), QSettings::IniFormat);
+    EXPECT_EQ(Tester::readSettings(listed).port, QStringLiteral("1, 2, 3"));
 }

@@ -46,7 +46,7 @@ DeviceScan::Acknowledged DiagnosticActions::DeviceDetect() {
     if (panel_.isChecked(Ctl::Anal_be))
         lines_.setAnalysisOn(true);
     dialogs_.beep();
-    return DeviceScan::devices(acknowledged);
+    return acknowledged;
 }
 
 LineTest::Verdict DiagnosticActions::LineProbe() {

@@ -14,8 +14,8 @@ public:
     DiagnosticActions(Workbench& bench, PowerActions& power, RunActions& runs);
 
     // "Device Detect": tries the 256 address bytes and lists the acknowledged ones. Returns
-    // the address bytes at which a device answered (none while another bus action is under
-    // way).
+    // which were acknowledged, whatever the report's texts make of them (none while another
+    // bus action is under way).
     DeviceScan::Acknowledged DeviceDetect();
     // "Line Test": toggles RTS 255 times and checks that DSR follows. Returns the verdict (not
     // passed while another bus action is under way).

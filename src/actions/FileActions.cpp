@@ -82,7 +82,7 @@ bool FileActions::Mfile_open_Click() {
         const QString title = QFileInfo(*path).fileName();
         if (!existsWithExactName(*path)) {
             dialogs_.message(FileTexts::notExisting(title), Dialogs::Buttons::Ok,
-                             Dialogs::Icon::Critical);
+                             Dialogs::Icon::Critical, notAFileReason(*path));
             return false;
         }
         state_.currentFileTitle = title;
@@ -108,7 +108,8 @@ void FileActions::loadAtStartUp(const QString& path) {
     if (error == RunTimeError::FileNotFound)
         dialogs_.message(QStringLiteral("File Not Found !"));
     else if (error == RunTimeError::PathFileAccess)
-        dialogs_.message(QStringLiteral("Drive Problem !"));
+        dialogs_.message(QStringLiteral("Drive Problem !"), Dialogs::Buttons::Ok,
+                         Dialogs::Icon::None, notAFileReason(path));
     else
         dialogs_.message(FileTexts::fileError(error) + QLatin1Char(' ') + path);
 }

@@ -56,9 +56,13 @@ void ObservationActions::ExportObservationVcd() {
                    (dot > 0 ? title.left(dot) : title) + QStringLiteral(".vcd"));
     if (!path)
         return;
-    if (const int error = saveWhole(*path, observationVcd(lineEvents_)))
-        dialogs_.message(QStringLiteral("Cannot write ") + QDir::toNativeSeparators(*path) +
-                             QStringLiteral(" (error ") + QString::number(error) +
-                             QStringLiteral(")."),
-                         Dialogs::Buttons::Ok, Dialogs::Icon::Critical);
+    QString why;
+    if (saveWith(
+            *path, [this](QIODevice& out) { return writeObservationVcd(lineEvents_, out); },
+            Streams::Refuse, &why) != 0)
+        dialogs_.message(
+            QStringLiteral("Cannot write %1: %2.").arg(QDir::toNativeSeparators(*path), why),
+            Dialogs::Buttons::Ok, Dialogs::Icon::Critical);
+    else if (lineEvents_.dropped() > 0)
+        dialogs_.message(FileTexts::droppedEvents(lineEvents_.dropped(), lineEvents_.maxEvents()));
 }

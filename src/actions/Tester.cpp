@@ -95,11 +95,19 @@ void Tester::showStartState() {
 Tester::StartSettings Tester::readSettings(QSettings& store) {
     StartSettings s;
     store.beginGroup(QStringLiteral("Setup"));
-    s.port = store.value(QStringLiteral("Port"), s.port).toString();
-    s.timer = store.value(QStringLiteral("Timer"), s.timer).toString();
-    s.microwire = store.value(QStringLiteral("Microwire"), s.microwire).toString();
-    s.analysis = store.value(QStringLiteral("Analizis"), s.analysis).toString();
-    s.start = store.value(QStringLiteral("Start"), s.start).toString();
+    // A settings file may hold a value with commas unquoted ("Port=1, 2, 3"), which the store
+    // hands over as a list: its text is the parts joined again, so "1, 2, 3" reads as 1.
+    const auto text = [&store](const QString& key, const QString& absent) {
+        const QVariant value = store.value(key, absent);
+        return value.typeId() == QMetaType::QStringList
+                   ? value.toStringList().join(QStringLiteral(", "))
+                   : value.toString();
+    };
+    s.port = text(QStringLiteral("Port"), s.port);
+    s.timer = text(QStringLiteral("Timer"), s.timer);
+    s.microwire = text(QStringLiteral("Microwire"), s.microwire);
+    s.analysis = text(QStringLiteral("Analizis"), s.analysis);
+    s.start = text(QStringLiteral("Start"), s.start);
     store.endGroup();
     return s;
 }

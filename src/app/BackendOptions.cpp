@@ -16,7 +16,8 @@ void addTo(QCommandLineParser& parser) {
                       QStringLiteral("sim[:VARIANT]")});
     parser.addOption({QStringLiteral("device"),
                       QStringLiteral("Use this serial device for every port number (PATH), or "
-                                     "for port N (N=PATH); may be repeated."),
+                                     "for port N, 1 to 4 (N=PATH); may be repeated. A bare name "
+                                     "(ttyUSB0) is a device in /dev."),
                       QStringLiteral("PATH|N=PATH")});
 }
 
@@ -38,9 +39,7 @@ Backend create(const QString& board, const QStringList& devices, QSettings& sett
             return {};
         }
         auto sim = SimulatedBoard::fromVariant(variant);
-        if (sim)
-            sim->followWallClock(true); // a user's pause between runs is time on the board too
-        else
+        if (!sim)
             *error = QStringLiteral("unknown board variant '%1' (known: %2)")
                          .arg(variant, SimulatedBoard::variantNames().join(QStringLiteral(", ")));
         SimulatedBoard* simulated = sim.get();
@@ -49,7 +48,9 @@ Backend create(const QString& board, const QStringList& devices, QSettings& sett
     PortDeviceMap map;
     for (const QString& d : devices) {
         if (!map.applyOption(d)) {
-            *error = QStringLiteral("bad --device '%1' (PATH or N=PATH)").arg(d);
+            *error = QStringLiteral("bad --device '%1' (PATH, or N=PATH with N from 1 to %2)")
+                         .arg(d)
+                         .arg(PortDeviceMap::kPorts);
             return {};
         }
     }

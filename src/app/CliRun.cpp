@@ -22,6 +22,12 @@ const QString kSlider = QStringLiteral("slider");
 const QString kBmp = QStringLiteral("bmp");
 const QString kVcd = QStringLiteral("vcd");
 const QString kSave = QStringLiteral("save");
+const QString kForce = QStringLiteral("force");
+
+bool cannotWrite(const QString& path, const QString& why) {
+    std::fprintf(stderr, "brolmet-cli: cannot write %s: %s\n", qPrintable(path), qPrintable(why));
+    return false;
+}
 
 // A whole decimal number within [low, high].
 std::optional<int> number(const QString& text, int low, int high) {
@@ -58,10 +64,12 @@ void CliRun::addOptions(QCommandLineParser& parser) {
                       QStringLiteral("run: save the set-up afterwards as this command file, as "
                                      "Save Commands would."),
                       QStringLiteral("OUT.scm")});
+    parser.addOption({kForce, QStringLiteral("run: --bmp, --vcd and --save replace an existing "
+                                             "file (without it they keep the file and fail).")});
 }
 
 bool CliRun::anyOptionSet(const QCommandLineParser& parser) {
-    for (const QString& name : {kSequence, kRepeat, kSlider, kBmp, kVcd, kSave})
+    for (const QString& name : {kSequence, kRepeat, kSlider, kBmp, kVcd, kSave, kForce})
         if (parser.isSet(name))
             return true;
     return false;
@@ -104,6 +112,7 @@ std::optional<CliRun::Options> CliRun::parse(const QCommandLineParser& parser,
     o.bmp = parser.value(kBmp);
     o.vcd = parser.value(kVcd);
     o.save = parser.value(kSave);
+    o.force = parser.isSet(kForce);
     if ((parser.isSet(kBmp) && o.bmp.isEmpty()) || (parser.isSet(kVcd) && o.vcd.isEmpty()) ||
         (parser.isSet(kSave) && o.save.isEmpty())) {
         *error = QStringLiteral("--bmp, --vcd and --save need a file name");
@@ -140,34 +149,52 @@ bool CliRun::load(const QString& path) {
     return tester_.files().Mfile_open_Click();
 }
 
+bool CliRun::mayReplace(const QString& path, bool force) {
+    if (force || saveTarget(path) != SaveTarget::File)
+        return true;
+    return dialogs_.message(FileTexts::overwriteQuestion(QFileInfo(path).fileName()),
+                            Dialogs::Buttons::YesNo, Dialogs::Icon::Question,
+                            QString()) == Dialogs::Answer::Yes;
+}
+
 bool CliRun::writeOutputs(const Options& options) {
+    std::fflush(stdout); // an output may go there too (/dev/stdout)
     bool ok = true;
+    QString why;
     if (!options.bmp.isEmpty()) {
-        if (const int error = saveBitmap(tester_.trace().image(), options.bmp)) {
-            std::fprintf(stderr, "brolmet-cli: cannot write %s (error %d)\n",
-                         qPrintable(options.bmp), error);
+        if (!mayReplace(options.bmp, options.force))
             ok = false;
-        }
+        else if (saveBitmap(tester_.trace().image(), options.bmp, Streams::Write, &why) != 0)
+            ok = cannotWrite(options.bmp, why);
     }
     if (!options.vcd.isEmpty()) {
-        if (tester_.lineEvents().empty()) {
+        const LineEventLog& log = tester_.lineEvents();
+        if (log.empty()) {
             std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(FileTexts::kNoLineEvents));
             ok = false;
-        } else if (const int error = saveWhole(options.vcd, observationVcd(tester_.lineEvents()))) {
-            std::fprintf(stderr, "brolmet-cli: cannot write %s (error %d)\n",
-                         qPrintable(options.vcd), error);
+        } else if (!mayReplace(options.vcd, options.force)) {
+            ok = false;
+        } else if (saveWith(
+                       options.vcd,
+                       [&log](QIODevice& out) { return writeObservationVcd(log, out); },
+                       Streams::Write, &why) != 0) {
+            ok = cannotWrite(options.vcd, why);
+        } else if (log.dropped() > 0) {
+            std::fprintf(stderr, "brolmet-cli: %s: %s\n", qPrintable(options.vcd),
+                         qPrintable(FileTexts::droppedEvents(log.dropped(), log.maxEvents())));
             ok = false;
         }
     }
     if (!options.save.isEmpty()) {
         const CommandFile file = tester_.files().commandFile(QFileInfo(options.save).fileName());
-        if (const QString problem = file.saveProblem(); !problem.isEmpty()) {
+        const QString problem = file.saveProblem();
+        if (!mayReplace(options.save, options.force)) {
+            ok = false;
+        } else if (!problem.isEmpty()) {
             std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(problem));
             ok = false;
-        } else if (const int error = file.save(options.save)) {
-            std::fprintf(stderr, "brolmet-cli: cannot write %s (error %d)\n",
-                         qPrintable(options.save), error);
-            ok = false;
+        } else if (file.save(options.save, Streams::Write, &why) != 0) {
+            ok = cannotWrite(options.save, why);
         }
     }
     return ok;

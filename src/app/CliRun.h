@@ -20,12 +20,13 @@ public:
         int sequence = 1; // 1, 2, or 12: Sequence 1 then 2 in every tick
         int repeat = 1;
         int slider = 0;
-        QString bmp;  // the observation picture of the last run, when not empty
-        QString vcd;  // the line events of the last run, when not empty
-        QString save; // the set-up as a command file, when not empty
+        QString bmp;        // the observation picture of the last run, when not empty
+        QString vcd;        // the line events of the last run, when not empty
+        QString save;       // the set-up as a command file, when not empty
+        bool force = false; // an existing file is replaced without the question
     };
 
-    // Adds --sequence, --repeat, --slider, --bmp, --vcd and --save.
+    // Adds --sequence, --repeat, --slider, --bmp, --vcd, --save and --force.
     static void addOptions(QCommandLineParser& parser);
     // Whether any of those options was given (they belong to "run" only).
     static bool anyOptionSet(const QCommandLineParser& parser);
@@ -39,13 +40,18 @@ public:
         : tester_(tester), dialogs_(dialogs), wait_(std::move(wait)) {}
 
     // Runs the files and writes the outputs; false when an output file could not be written
-    // (the reason went to standard error).
+    // (the reason went to standard error). An existing regular file is replaced only with
+    // force: otherwise the window's question is shown and answered No. A named pipe, a
+    // terminal or a standard stream (/dev/stdout) is written in place.
     bool execute(const Options& options);
 
 private:
     // Loads path as "Open Commands" does; false when it did not load (a message was shown).
     bool load(const QString& path);
     bool writeOutputs(const Options& options);
+    // Whether path may be written: true unless it is a file that exists and the question
+    // whether to overwrite it is answered No.
+    bool mayReplace(const QString& path, bool force);
 
     Tester& tester_;
     ConsoleDialogs& dialogs_;

@@ -10,6 +10,7 @@
 #include "sim/SimulatedBoard.h"
 
 #include <QCommandLineParser>
+#include <QFile>
 #include <QGuiApplication>
 #include <QJsonDocument>
 #include <QSettings>
@@ -42,7 +43,8 @@ void demo(FrontPanel& panel, Tester& tester, const SimulatedBoard* board) {
     printState(panel, board);
 }
 
-// What "Device Detect" showed, with a grid of the 256 address bytes.
+// What "Device Detect" showed, with a grid of the 256 address bytes in which every
+// acknowledged one stands (even when the report says "Device Not Found !").
 void printDetected(const FrontPanel& panel, const DeviceScan::Acknowledged& devices) {
     std::printf("%s", qPrintable(withLineFeeds(panel.text(Ctl::Dump1))));
     std::printf("Hex1: %s\n\n     ", qPrintable(panel.text(Ctl::Hex1)));
@@ -56,9 +58,56 @@ void printDetected(const FrontPanel& panel, const DeviceScan::Acknowledged& devi
     std::printf("\n");
 }
 
-int usageError(const QString& why) {
+int usageError(QString why) {
+    while (why.endsWith(u'.'))
+        why.chop(1);
     std::fprintf(stderr, "brolmet-cli: %s; see --help\n", qPrintable(why));
     return 2;
+}
+
+// Standard error carries the tool's own messages only: what Qt says on its own (a missing
+// runtime folder, fonts) is dropped, unless it is fatal.
+void qtMessage(QtMsgType type, const QMessageLogContext&, const QString& text) {
+    if (type == QtFatalMsg)
+        std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(text));
+}
+
+// The parser's complaint about an argument it does not know, with the argument as typed.
+QString unknownOption(const QCommandLineParser& parser, const QStringList& arguments) {
+    const QString name = parser.unknownOptionNames().value(0);
+    for (const QString& a : arguments.mid(1)) {
+        if (a == u"--")
+            break;
+        const QString typed = a.section(u'=', 0, 0);
+        if (typed.startsWith(u"--") && typed.mid(2) == name)
+            return QStringLiteral("unknown option '%1'").arg(typed);
+        if (typed.startsWith(u'-') && typed.mid(1) == name)
+            return QStringLiteral("unknown option '%1' (a file name that begins with '-' goes "
+                                  "after '--': run -- %1)")
+                .arg(typed);
+    }
+    return parser.errorText();
+}
+
+// An argument that the platform's file-name encoding (UTF-8) cannot carry: Qt cannot name
+// such a file, so it is said at once instead of "is NOT exist !" later. Empty when all fit.
+QString undecodable(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray raw(argv[i]);
+        if (QFile::encodeName(QFile::decodeName(raw)) == raw)
+            continue;
+        QString shown;
+        for (const char c : raw) {
+            const auto byte = static_cast<unsigned char>(c);
+            shown += byte < 0x80 ? QString(QLatin1Char(c))
+                                 : QStringLiteral("\\x") +
+                                       QString::number(byte, 16).toUpper().rightJustified(2, u'0');
+        }
+        return QStringLiteral("the argument '%1' is not valid UTF-8, and a file with such a "
+                              "name cannot be opened here: rename the file")
+            .arg(shown);
+    }
+    return {};
 }
 
 void addOptions(QCommandLineParser& parser) {
@@ -70,8 +119,12 @@ void addOptions(QCommandLineParser& parser) {
         "  run FILE.scm [FILE2.scm ...]\n"
         "           load each command file as Open Commands does, switch the power on and run\n"
         "           it; then show the status panels, read-outs, indicator and cells\n\n"
+        "An existing file is kept unless --force is given; a named pipe, a terminal or\n"
+        "/dev/stdout is written in place. A file name that begins with '-' goes after '--'.\n\n"
         "Exit status: 0 when no message box was shown, 1 when one was (probe: when the line\n"
         "test failed) or an output file could not be written, 2 for a usage error."));
+    // "-dash.scm" is one unknown option, not seven.
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     parser.addHelpOption();
     parser.addVersionOption();
     BackendOptions::addTo(parser);
@@ -110,8 +163,8 @@ std::optional<Command> parseCommand(const QCommandLineParser& parser, QString* w
         *why = command.name + QStringLiteral(" takes no arguments");
         return std::nullopt;
     } else if (CliRun::anyOptionSet(parser)) {
-        *why = QStringLiteral("--sequence, --repeat, --slider, --bmp, --vcd and --save belong "
-                              "to run");
+        *why = QStringLiteral("--sequence, --repeat, --slider, --bmp, --vcd, --save and "
+                              "--force belong to run");
         return std::nullopt;
     }
     return command;
@@ -164,6 +217,7 @@ int execute(const Command& command, Tester& tester, ConsoleDialogs& dialogs,
 } // namespace
 
 int main(int argc, char** argv) {
+    qInstallMessageHandler(qtMessage);
     // No window, but the observation picture draws text: the offscreen platform serves.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -173,8 +227,12 @@ int main(int argc, char** argv) {
 
     QCommandLineParser parser;
     addOptions(parser);
+    if (const QString why = undecodable(argc, argv); !why.isEmpty())
+        return usageError(why);
     if (!parser.parse(QCoreApplication::arguments()))
-        return usageError(parser.errorText());
+        return usageError(parser.unknownOptionNames().isEmpty()
+                              ? parser.errorText()
+                              : unknownOption(parser, QCoreApplication::arguments()));
     if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("help-all")))
         parser.showHelp(0);
     if (parser.isSet(QStringLiteral("version")))

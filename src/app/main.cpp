@@ -3,8 +3,9 @@
 #include "app/BackendOptions.h"
 #include "base/Version.h"
 #include "files/FileAssociation.h"
+#include "files/ProgramIcons.h"
 #include "model/FrontPanel.h"
-#include "model/PanelTexts.h"
+#include "sim/SimulatedBoard.h"
 #include "ui/MainWindow.h"
 #include "ui/QtDialogs.h"
 
@@ -37,7 +38,9 @@ void addOptions(QCommandLineParser& parser, const QCommandLineOption& open) {
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("brolmet"));
-    QApplication::setApplicationDisplayName(PanelTexts::kApplicationTitle);
+    // No display name: the window system would add it to every title, which must read exactly
+    // as the windows give them. Every window carries the program icon unless it has its own.
+    QApplication::setWindowIcon(ProgramIcons::program());
     QApplication::setApplicationVersion(QString::fromLatin1(Version::kText));
 
     QCommandLineParser parser;
@@ -54,6 +57,9 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "brolmet: %s\n", qPrintable(error));
         return 2;
     }
+    // In the window a user's pause between runs is time on the board too.
+    if (backend.board)
+        backend.board->followWallClock(true);
 
     FrontPanel panel;
     QtDialogs dialogs;

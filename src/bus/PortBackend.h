@@ -40,6 +40,9 @@ public:
     // A steadily rising time in nanoseconds, for the time stamps of line events: the
     // machine's monotonic clock (the simulated board: its own clock).
     virtual std::uint64_t nowNs() const;
+    // A run starts (its time 0 is read next). A backend whose clock is its own may move it
+    // on here, never in the middle of a run.
+    virtual void runStarts() {}
 
     // A device that disappears while the port is open (a USB adapter pulled out) closes the
     // port and reports it once, through this handler, with a one-line reason.

@@ -10,11 +10,28 @@ QString PortDeviceMap::platformDefault(int portNumber) {
 #endif
 }
 
+namespace {
+
+// The device the platform opens for a name. On Unix a bare name ("ttyUSB0") stands for the
+// device of that name in /dev, as serial ports are named; a path ("/dev/ttyUSB0",
+// "./adapter") stands for itself. So every message names the path really tried.
+QString devicePath(const QString& name) {
+#ifdef Q_OS_WIN
+    return name;
+#else
+    if (name.startsWith(u'/') || name.startsWith(u"./") || name.startsWith(u"../"))
+        return name;
+    return QStringLiteral("/dev/") + name;
+#endif
+}
+
+} // namespace
+
 QString PortDeviceMap::deviceFor(int portNumber) const {
     if (auto it = single_.find(portNumber); it != single_.end())
-        return it.value();
+        return devicePath(it.value());
     if (!all_.isEmpty())
-        return all_;
+        return devicePath(all_);
     return platformDefault(portNumber);
 }
 
@@ -29,7 +46,7 @@ bool PortDeviceMap::applyOption(const QString& value) {
     bool ok = false;
     const int number = value.left(eq).toInt(&ok);
     const QString device = value.mid(eq + 1);
-    if (!ok || number < 1 || number > 255 || device.isEmpty())
+    if (!ok || number < 1 || number > kPorts || device.isEmpty())
         return false;
     map(number, device);
     return true;
@@ -37,7 +54,7 @@ bool PortDeviceMap::applyOption(const QString& value) {
 
 void PortDeviceMap::readSettings(QSettings& settings) {
     settings.beginGroup(QStringLiteral("Devices"));
-    for (int n = 1; n <= 4; ++n) {
+    for (int n = 1; n <= kPorts; ++n) {
         const QString device = settings.value(QStringLiteral("Port%1").arg(n)).toString();
         if (!device.isEmpty() && !single_.contains(n) && all_.isEmpty())
             map(n, device);

@@ -30,6 +30,7 @@ void PortLines::sendCharacter(std::uint8_t byte) {
 }
 
 void PortLines::beginRun() {
+    port_->runStarts();
     if (log_)
         log_->begin(analysisOn_ ? port_->nowNs() : 0, dataOut_, clock_);
 }

@@ -85,7 +85,8 @@ public:
         if (recorder_)
             recorder_->presetHigh();
     }
-    // A run starts: the event log starts over, from the levels the outputs were last given.
+    // A run starts: the port hears of it first, then the event log starts over (time 0 is
+    // now), from the levels the outputs were last given.
     void beginRun();
 
 private:

@@ -1,9 +1,21 @@
 #include "bus/SerialPortBackend.h"
 
+#ifdef Q_OS_UNIX
+#include <sys/ioctl.h>
+
+#include <cerrno>
+#include <cstring>
+#endif
+
 SerialPortBackend::SerialPortBackend(PortDeviceMap map) : map_(std::move(map)) {
+    // A character that cannot be written because the device has gone.
     QObject::connect(&port_, &QSerialPort::errorOccurred, [this](QSerialPort::SerialPortError e) {
-        if (e == QSerialPort::ResourceError)
-            checkLost();
+        if (e != QSerialPort::ResourceError || !port_.isOpen())
+            return;
+        lineError_ = port_.errorString();
+        lineGone_ = true;
+        port_.clearError();
+        dropIfGone();
     });
 }
 
@@ -36,11 +48,25 @@ bool SerialPortBackend::open(QString* whyNot) {
     port_.setParity(QSerialPort::NoParity);
     port_.setStopBits(QSerialPort::OneStop);
     port_.setFlowControl(QSerialPort::NoFlowControl);
-    if (port_.open(QIODevice::ReadWrite))
-        return true;
+    QString why;
+    if (!port_.open(QIODevice::ReadWrite)) {
+        why = openFailureReason(port_.error(), device, port_.errorString());
+        port_.clearError();
+    } else {
+        // A device without modem-control lines (a pseudo-terminal, some adapters) opens like
+        // any port, but every line call on it would fail and every read look like a low line.
+        // Read the lines and give DTR the level it has: nothing on the wires moves.
+        const auto pins = readLines();
+        if (pins && setLine(QSerialPort::DataTerminalReadySignal,
+                            pins->testFlag(QSerialPort::DataTerminalReadySignal)))
+            return true;
+        why = QStringLiteral("%1 has no modem-control lines (%2): it cannot drive the bus")
+                  .arg(device, lineError_);
+        lineGone_ = false;
+        port_.close();
+    }
     if (whyNot)
-        *whyNot = openFailureReason(port_.error(), device, port_.errorString());
-    port_.clearError();
+        *whyNot = why;
     return false;
 }
 
@@ -49,30 +75,91 @@ void SerialPortBackend::close() {
         port_.close();
 }
 
+#ifdef Q_OS_UNIX
+
+// One system call on the port's handle each (QSerialPort's setters read the lines first,
+// which would double the cost of every line change).
+bool SerialPortBackend::setLine(QSerialPort::PinoutSignal line, bool on) {
+    int bits = line == QSerialPort::DataTerminalReadySignal ? TIOCM_DTR : TIOCM_RTS;
+    if (::ioctl(port_.handle(), on ? TIOCMBIS : TIOCMBIC, &bits) != -1)
+        return true;
+    lineCallFailed(errno);
+    return false;
+}
+
+std::optional<QSerialPort::PinoutSignals> SerialPortBackend::readLines() {
+    int bits = 0;
+    if (::ioctl(port_.handle(), TIOCMGET, &bits) == -1) {
+        lineCallFailed(errno);
+        return std::nullopt;
+    }
+    QSerialPort::PinoutSignals pins;
+    pins.setFlag(QSerialPort::DataTerminalReadySignal, (bits & TIOCM_DTR) != 0);
+    pins.setFlag(QSerialPort::RequestToSendSignal, (bits & TIOCM_RTS) != 0);
+    pins.setFlag(QSerialPort::ClearToSendSignal, (bits & TIOCM_CTS) != 0);
+    pins.setFlag(QSerialPort::DataSetReadySignal, (bits & TIOCM_DSR) != 0);
+    return pins;
+}
+
+void SerialPortBackend::lineCallFailed(int errorNumber) {
+    lineError_ = QString::fromLocal8Bit(std::strerror(errorNumber));
+    lineGone_ =
+        errorNumber == EIO || errorNumber == ENXIO || errorNumber == ENODEV || errorNumber == EBADF;
+}
+
+#else
+
+bool SerialPortBackend::setLine(QSerialPort::PinoutSignal line, bool on) {
+    if (line == QSerialPort::DataTerminalReadySignal ? port_.setDataTerminalReady(on)
+                                                     : port_.setRequestToSend(on))
+        return true;
+    lineCallFailed();
+    return false;
+}
+
+std::optional<QSerialPort::PinoutSignals> SerialPortBackend::readLines() {
+    const auto pins = port_.pinoutSignals();
+    if (port_.error() == QSerialPort::NoError)
+        return pins;
+    lineCallFailed();
+    return std::nullopt;
+}
+
+void SerialPortBackend::lineCallFailed() {
+    lineError_ = port_.errorString();
+    lineGone_ = port_.error() == QSerialPort::ResourceError;
+    port_.clearError();
+}
+
+#endif
+
 void SerialPortBackend::setDtr(bool on) {
-    if (port_.isOpen() && !port_.setDataTerminalReady(on))
-        checkLost();
+    if (port_.isOpen() && !setLine(QSerialPort::DataTerminalReadySignal, on))
+        dropIfGone();
 }
 
 void SerialPortBackend::setRts(bool on) {
-    if (port_.isOpen() && !port_.setRequestToSend(on))
-        checkLost();
+    if (port_.isOpen() && !setLine(QSerialPort::RequestToSendSignal, on))
+        dropIfGone();
 }
 
+// A line that cannot be read reads as on a closed port: CTS released, DSR not asserted.
 bool SerialPortBackend::cts() {
     if (!port_.isOpen())
         return true;
-    const auto pins = port_.pinoutSignals();
-    checkLost();
-    return pins.testFlag(QSerialPort::ClearToSendSignal);
+    const auto pins = readLines();
+    if (!pins)
+        dropIfGone();
+    return !pins || pins->testFlag(QSerialPort::ClearToSendSignal);
 }
 
 bool SerialPortBackend::dsr() {
     if (!port_.isOpen())
         return false;
-    const auto pins = port_.pinoutSignals();
-    checkLost();
-    return pins.testFlag(QSerialPort::DataSetReadySignal);
+    const auto pins = readLines();
+    if (!pins)
+        dropIfGone();
+    return pins && pins->testFlag(QSerialPort::DataSetReadySignal);
 }
 
 void SerialPortBackend::sendByte(std::uint8_t byte) {
@@ -83,12 +170,12 @@ void SerialPortBackend::sendByte(std::uint8_t byte) {
     port_.flush(); // hands what it can to the driver without blocking
 }
 
-void SerialPortBackend::checkLost() {
-    if (!port_.isOpen() || port_.error() != QSerialPort::ResourceError)
+void SerialPortBackend::dropIfGone() {
+    if (!port_.isOpen() || !lineGone_)
         return;
-    const QString why = QStringLiteral("%1 stopped answering (%2)")
-                            .arg(map_.deviceFor(number_), port_.errorString());
-    port_.clearError();
+    lineGone_ = false;
+    const QString why =
+        QStringLiteral("%1 stopped answering (%2)").arg(map_.deviceFor(number_), lineError_);
     port_.close();
     reportLost(why);
 }

@@ -5,8 +5,11 @@
 
 #include <QSerialPort>
 
+#include <optional>
+
 // A real serial port through QSerialPort: 2400 baud, 8 data bits, no parity, one stop bit,
-// no flow control (the modem lines are ours to drive).
+// no flow control (the modem lines are ours to drive). A device whose modem lines cannot be
+// read and set is refused when it opens.
 class SerialPortBackend : public PortBackend {
 public:
     explicit SerialPortBackend(PortDeviceMap map = {});
@@ -27,9 +30,21 @@ public:
                                      const QString& platformText);
 
 private:
-    void checkLost();
+    // The modem lines, one system call each. On failure the reason is in lineError_, and
+    // lineGone_ says whether the device has gone.
+    bool setLine(QSerialPort::PinoutSignal line, bool on);
+    std::optional<QSerialPort::PinoutSignals> readLines();
+#ifdef Q_OS_UNIX
+    void lineCallFailed(int errorNumber);
+#else
+    void lineCallFailed();
+#endif
+    // After a failed call: a device that has gone closes the port and is reported once.
+    void dropIfGone();
 
     PortDeviceMap map_;
     QSerialPort port_;
     int number_ = 1;
+    QString lineError_;
+    bool lineGone_ = false;
 };

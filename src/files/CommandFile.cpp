@@ -6,7 +6,12 @@
 #include "files/CommandFileReader.h"
 
 #include <QDirIterator>
+#include <QFile>
 #include <QFileInfo>
+
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#endif
 
 namespace {
 
@@ -80,10 +85,13 @@ QByteArray CommandFile::bytes() const {
     return out;
 }
 
-int CommandFile::save(const QString& path) const {
-    if (!saveProblem().isEmpty())
+int CommandFile::save(const QString& path, Streams streams, QString* why) const {
+    if (const QString problem = saveProblem(); !problem.isEmpty()) {
+        if (why)
+            *why = problem;
         return kRefused;
-    return saveWhole(path, bytes());
+    }
+    return saveWhole(path, bytes(), streams, why);
 }
 
 namespace {
@@ -161,4 +169,20 @@ bool existsWithExactName(const QString& path) {
             return true;
     }
     return false;
+}
+
+QString notAFileReason(const QString& path) {
+    const QFileInfo file(path);
+    if (file.fileName().isEmpty() || !file.exists() || file.isFile())
+        return {}; // no name at all is a bad file name, not a reason of this kind
+    QString what = file.isDir() ? QStringLiteral("a folder") : QStringLiteral("a special file");
+#ifdef Q_OS_UNIX
+    struct stat status {};
+    if (!file.isDir() && ::stat(QFile::encodeName(path).constData(), &status) == 0)
+        what = S_ISFIFO(status.st_mode)                             ? QStringLiteral("a named pipe")
+               : S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode) ? QStringLiteral("a device")
+               : S_ISSOCK(status.st_mode)                           ? QStringLiteral("a socket")
+                                                                    : what;
+#endif
+    return QStringLiteral("'%1' is %2, not a file.").arg(path, what);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/SafeSave.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -52,8 +54,9 @@ struct CommandFile {
     QByteArray bytes() const;
     // Writes the file at path through a temporary file in the same folder that replaces the
     // old file only when complete, so a failed save leaves an existing file as it was. Returns
-    // 0, the run-time error number of the failure, or kRefused (see saveProblem()).
-    int save(const QString& path) const;
+    // 0, the run-time error number of the failure (and in why its reason), or kRefused (see
+    // saveProblem()). Streams: see saveWith.
+    int save(const QString& path, Streams streams = Streams::Refuse, QString* why = nullptr) const;
 
     // "C1" ... "C4", "D1" ... "D4" for cells 0 to 7.
     static QString cellName(int index);
@@ -77,3 +80,10 @@ struct CommandFile::Read {
 // last part of path. A directory is not a file; on a file system that ignores letter case, a
 // name typed in another case than the file's is not found.
 bool existsWithExactName(const QString& path);
+
+// Why something that is there at path is not a command file to read: "'PATH' is a named pipe,
+// not a file." (a pipe would wait for a writer, a device might never end, a folder has no
+// lines). Empty for a regular file or a link to one, where nothing is, and for a path without
+// a file name. Every reader of
+// command files asks this before it opens one.
+QString notAFileReason(const QString& path);

@@ -3,6 +3,7 @@
 #include "base/Numbers.h"
 #include "base/RunTimeError.h"
 #include "files/CodePage.h"
+#include "files/CommandFile.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -104,6 +105,8 @@ CommandFileReader::~CommandFileReader() = default;
 
 int CommandFileReader::open(const QString& path) {
     close();
+    if (!notAFileReason(path).isEmpty())
+        return RunTimeError::PathFileAccess; // not opened: a pipe or a device could block
     auto file = std::make_unique<QFile>(path);
     if (!file->open(QIODevice::ReadOnly))
         return RunTimeError::forRead(path, file->error());

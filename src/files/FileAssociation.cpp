@@ -2,6 +2,7 @@
 
 #include "base/SafeSave.h"
 #include "files/CommandFile.h"
+#include "files/ProgramIcons.h"
 #include "model/FileTexts.h"
 
 #include <QCoreApplication>
@@ -45,18 +46,6 @@ QString execArgument(const QString& path) {
     }
     return escaped;
 }
-
-// A small chip with eight legs.
-const char kIcon[] =
-    R"(<svg xmlns="http://www.w3.org/2000/svg" width="48" height="48" viewBox="0 0 48 48">
-  <g stroke="#8a8a8a" stroke-width="3">
-    <path d="M15 4v8M24 4v8M33 4v8M15 36v8M24 36v8M33 36v8M4 24h8M36 24h8"/>
-  </g>
-  <rect x="10" y="10" width="28" height="28" rx="3" fill="#2e3436"/>
-  <circle cx="16" cy="16" r="2.5" fill="#babdb6"/>
-  <text x="24" y="29" font-family="sans-serif" font-size="10" font-weight="bold" fill="#8ae234" text-anchor="middle">I2C</text>
-</svg>
-)";
 
 bool writeFile(const QString& path, const QByteArray& content) {
     return QDir().mkpath(QFileInfo(path).absolutePath()) && saveWhole(path, content) == 0;
@@ -202,7 +191,7 @@ DesktopOutcome associateOnDesktop(const QString& executablePath,
                                    mimePackage().toUtf8());
     const bool icon = writeFile(home + QStringLiteral("/icons/hicolor/scalable/apps/") + kIconName +
                                     QStringLiteral(".svg"),
-                                QByteArray(kIcon));
+                                ProgramIcons::programSvg());
     outcome.filesWritten = entry && package && icon;
     if (package)
         outcome.mimeDatabaseUpdated =

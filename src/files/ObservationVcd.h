@@ -2,9 +2,10 @@
 
 #include "bus/LineEventLog.h"
 
-#include <QByteArray>
+class QIODevice;
 
-// The line events of a run as a Value Change Dump (timescale 1 ns, time 0 = the run's start):
+// Writes the line events of a run to out as a Value Change Dump (timescale 1 ns, time 0 = the
+// run's start), as it reads them, so that a long run takes little memory beyond its log:
 //
 //   dtr   data out                   rts   clock
 //   cts   data in, changing only at the moments it was sampled
@@ -13,4 +14,7 @@
 //         clock's next fall, when a chip may change it), so that an I2C decoder on rts and
 //         data reads the chips' acknowledges and bytes as well as the tool's own
 //   txd   the reset pulse's character (idle high)
-QByteArray observationVcd(const LineEventLog& log);
+//
+// When the log was full, a comment in the dump's header says how many events it left out.
+// False when a write to out failed.
+bool writeObservationVcd(const LineEventLog& log, QIODevice& out);

@@ -33,4 +33,11 @@ QString aboutText() {
                                          "adapter.\r\n");
 }
 
+QString droppedEvents(std::size_t dropped, std::size_t kept) {
+    return QStringLiteral("The run had %1 line events more than the log keeps: the export holds "
+                          "its first %2 events only.")
+        .arg(dropped)
+        .arg(kept);
+}
+
 } // namespace FileTexts

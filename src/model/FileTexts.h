@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <cstddef>
+
 // What the file commands, the exports and the About box show the user.
 namespace FileTexts {
 
@@ -19,6 +21,8 @@ inline const QString kNotCompatible = QStringLiteral("Not compatible file format
 inline const QString kNoLineEvents =
     QStringLiteral("There are no line events to export: switch Observation on in the Analyse "
                    "menu and run a sequence.");
+// What an export says when the run had more line events than the log keeps.
+QString droppedEvents(std::size_t dropped, std::size_t kept);
 // The About box.
 QString aboutText();
 

@@ -123,6 +123,13 @@ void FrontPanel::setText(Ctl c, const QString& text) {
     emit changed(c);
 }
 
+void FrontPanel::appendText(Ctl c, const QString& more) {
+    if (more.isEmpty())
+        return;
+    at(c).text += more;
+    emit appended(c, more);
+}
+
 void FrontPanel::setToolTip(Ctl c, const QString& toolTip) {
     if (at(c).toolTip == toolTip)
         return;

@@ -54,7 +54,8 @@ struct ControlState {
 
 // The model of everything the main window shows. The window mirrors it and forwards user
 // events; the tests and the command-line tool use it without any widget. Every change that
-// alters a control emits changed() with that control.
+// alters a control emits changed() with that control, except an append to a read-out, which
+// emits appended() with the piece added.
 class FrontPanel : public QObject {
     Q_OBJECT
 public:
@@ -76,7 +77,8 @@ public:
     void setChecked(Ctl c, bool checked);
     void setValue(Ctl c, int value);
     void setColour(Ctl c, const QColor& colour);
-    void appendText(Ctl c, const QString& more) { setText(c, text(c) + more); }
+    // Adds more to the end of the text in place: it costs the same however long the text is.
+    void appendText(Ctl c, const QString& more);
 
     // Status bar panels, numbered 1 to 11 from the left.
     static Ctl panel(int number) { return static_cast<Ctl>(index(Ctl::Panel1) + number - 1); }
@@ -91,6 +93,7 @@ public:
 
 signals:
     void changed(Ctl control);
+    void appended(Ctl control, const QString& more);
     void cellItemsChanged();
 
 private:

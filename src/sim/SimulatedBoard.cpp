@@ -68,10 +68,20 @@ void SimulatedBoard::close() {
 void SimulatedBoard::followWallClock(bool on) {
     if (on) {
         wallClock_.start();
-        lastWallNs_ = 0;
+        runStartNs_ = nowNs_;
     } else {
         wallClock_.invalidate();
     }
+}
+
+void SimulatedBoard::runStarts() {
+    if (!wallClock_.isValid())
+        return;
+    const std::uint64_t due = runStartNs_ + static_cast<std::uint64_t>(wallClock_.nsecsElapsed());
+    wallClock_.start();
+    if (due > nowNs_)
+        elapse(due - nowNs_);
+    runStartNs_ = nowNs_;
 }
 
 void SimulatedBoard::elapse(std::uint64_t ns) {
@@ -83,11 +93,6 @@ void SimulatedBoard::elapse(std::uint64_t ns) {
 bool SimulatedBoard::tick() {
     ++portCalls_;
     nowNs_ += callCostNs_;
-    if (wallClock_.isValid()) {
-        const std::int64_t wall = wallClock_.nsecsElapsed();
-        nowNs_ += static_cast<std::uint64_t>(wall - lastWallNs_);
-        lastWallNs_ = wall;
-    }
     if (nowNs_ >= nextEventNs_)
         runEvents(nowNs_);
     if (open_ && unplugAfter_ > 0 && --unplugAfter_ == 0) {

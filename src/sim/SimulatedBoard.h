@@ -77,9 +77,12 @@ public:
     // The device disappears after this many further port calls while open (0: never).
     void unplugAfter(int portCalls) { unplugAfter_ = portCalls; }
     void setCallCostNs(std::uint64_t ns) { callCostNs_ = ns; }
-    // Lets the virtual clock also advance with the real time between port calls, so that a
-    // write cycle is over when the user starts the next run a moment later, as on real
-    // hardware. Off by default: the tests and benchmarks keep a clock that only port calls move.
+    // Lets the clock keep up with the real time between runs: when a run starts, at least as
+    // much time has passed on the board since the last run started as in reality, so a write
+    // cycle is over when the user starts the next run a moment later, as on real hardware.
+    // Within a run only port calls (and elapse()) move the clock, so its times stay exact.
+    // Off by default: the tests, the benchmarks and the command-line tool keep a clock that
+    // only port calls move, and their runs repeat to the nanosecond.
     void followWallClock(bool on);
     // Lets this much time pass on the board without a port call.
     void elapse(std::uint64_t ns);
@@ -113,6 +116,7 @@ public:
     bool cts() override;
     bool dsr() override;
     void sendByte(std::uint8_t byte) override;
+    void runStarts() override;
 
     // What a recorder on the board sees.
     const BoardWires& wires() const { return wires_; }
@@ -157,8 +161,8 @@ private:
     DsrStrap dsr_ = DsrStrap::Strapped;
     std::uint64_t nowNs_ = 0;
     std::uint64_t callCostNs_ = 10'000;
-    QElapsedTimer wallClock_; // valid while the clock follows the real time
-    std::int64_t lastWallNs_ = 0;
+    QElapsedTimer wallClock_; // valid while the clock follows the real time: since runStartNs_
+    std::uint64_t runStartNs_ = 0;
     std::uint64_t portCalls_ = 0;
     std::uint64_t deviceWakeNs_ = SimDevice::kNever;
     std::uint64_t nextEventNs_ = SimDevice::kNever;

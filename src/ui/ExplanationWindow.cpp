@@ -1,5 +1,6 @@
 #include "ui/ExplanationWindow.h"
 
+#include "files/ProgramIcons.h"
 #include "ui/ExplanationPicture.h"
 
 #include <QApplication>
@@ -7,13 +8,17 @@
 #include <QMouseEvent>
 #include <QPixmap>
 #include <QPushButton>
+#include <QScreen>
 
 namespace {
 constexpr int kTwipsPerPixel = 15;
-// Image1: 8076 x 3252 twips at the top left; OK button at (2880, 3360), 1932 wide.
+constexpr int nearestPixel(int twips) {
+    return (twips + kTwipsPerPixel / 2) / kTwipsPerPixel;
+}
+// Image1: 8076 x 3252 twips at the top left; OK button 1932 x 252 twips at (2880, 3360).
 constexpr QRect kImageRect(0, 0, 8076 / kTwipsPerPixel, 3252 / kTwipsPerPixel);
-constexpr QRect kButtonRect(2880 / kTwipsPerPixel, 3360 / kTwipsPerPixel, 1932 / kTwipsPerPixel,
-                            22);
+constexpr QRect kButtonRect(nearestPixel(2880), nearestPixel(3360), nearestPixel(1932),
+                            nearestPixel(252));
 constexpr int kClientHeight = 3696 / kTwipsPerPixel;
 } // namespace
 
@@ -25,6 +30,7 @@ ExplanationWindow::ExplanationWindow(QWidget* parent, const std::function<void()
     : QDialog(parent, Qt::Dialog | Qt::WindowTitleHint | Qt::WindowCloseButtonHint |
                           Qt::MSWindowsFixedSizeDialogHint) {
     setWindowTitle(QStringLiteral("Explanation"));
+    setWindowIcon(ProgramIcons::explanation());
     setModal(true);
 
     image1_ = new QLabel(this);
@@ -39,6 +45,9 @@ ExplanationWindow::ExplanationWindow(QWidget* parent, const std::function<void()
 
     // The window is as wide as its picture.
     setFixedSize(kImageRect.width(), kClientHeight);
+    // It opens centred on the screen, wherever the main window is.
+    if (const QScreen* screen = parent ? parent->screen() : QGuiApplication::primaryScreen())
+        move(screen->availableGeometry().center() - rect().center());
     beep();
 }
 

@@ -1,7 +1,8 @@
 #include "ui/MainWindow.h"
 
 #include "actions/Tester.h"
-#include "base/LineEnds.h"
+#include "files/ProgramIcons.h"
+#include "ui/ReadoutBox.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -9,7 +10,6 @@
 #include <QGroupBox>
 #include <QLabel>
 #include <QMenu>
-#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
@@ -25,6 +25,7 @@ MainWindow::MainWindow(FrontPanel& panel, Tester& tester) : panel_(panel), teste
     font.setStyleHint(QFont::SansSerif);
     font.setPixelSize(11);
     setFont(font);
+    setWindowIcon(ProgramIcons::program());
 
     auto* client = new QWidget(this);
     client->setFixedSize(kClientWidth, kClientHeight);
@@ -38,6 +39,10 @@ MainWindow::MainWindow(FrontPanel& panel, Tester& tester) : panel_(panel), teste
         sync(static_cast<Ctl>(i));
     syncCellItems();
     connect(&panel_, &FrontPanel::changed, this, &MainWindow::sync);
+    connect(&panel_, &FrontPanel::appended, this, [this](Ctl c, const QString& more) {
+        if (auto* box = qobject_cast<ReadoutBox*>(widget(c)))
+            box->append(more);
+    });
     connect(&panel_, &FrontPanel::cellItemsChanged, this, &MainWindow::syncCellItems);
 
     adjustSize();
@@ -150,12 +155,8 @@ void MainWindow::syncWidget(QWidget* w, const ControlState& s) {
                 QStringLiteral(
                     "background-color: %1; border: 1px solid #606060; border-radius: 3px;")
                     .arg(s.colour.name()));
-    } else if (auto* box = qobject_cast<QPlainTextEdit*>(w)) {
-        const QString shown = withLineFeeds(s.text); // the read-outs break lines with CR LF
-        if (box->toPlainText() != shown) {
-            box->setPlainText(shown);
-            box->verticalScrollBar()->setValue(box->verticalScrollBar()->maximum());
-        }
+    } else if (auto* box = qobject_cast<ReadoutBox*>(w)) {
+        box->setText(s.text);
     } else if (auto* bar = qobject_cast<QProgressBar*>(w)) {
         bar->setValue(s.value);
     } else if (auto* slider = qobject_cast<QSlider*>(w)) {

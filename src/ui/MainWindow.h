@@ -11,6 +11,7 @@ class QAction;
 class QComboBox;
 class QLabel;
 class QMenu;
+class QSlider;
 class Tester;
 
 // The main window Fo: a view of the FrontPanel model. It builds the controls at their fixed
@@ -48,6 +49,7 @@ private:
     void buildIndicators(QWidget* client);
     void buildMenus();
     void buildStatusBar(QWidget* client);
+    static void showSliderValue(QSlider* slider, int v);
     QComboBox* makeCell(QWidget* parent, Ctl c, int x, int y);
     QLabel* makeLabel(QWidget* parent, Ctl c, int x, int y, int w, int h);
     QAction* makeAction(QMenu* menu, Ctl c, bool checkable = false);

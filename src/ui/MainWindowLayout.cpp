@@ -2,17 +2,20 @@
 #include "ui/MainWindow.h"
 
 #include "actions/Tester.h"
+#include "ui/ReadoutBox.h"
 
 #include <QAction>
 #include <QComboBox>
 #include <QGroupBox>
 #include <QLineEdit>
 #include <QMenuBar>
-#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSlider>
+#include <QStyle>
+#include <QStyleOptionSlider>
+#include <QToolTip>
 
 namespace {
 
@@ -41,6 +44,9 @@ QComboBox* MainWindow::makeCell(QWidget* parent, Ctl c, int x, int y) {
     auto* cell = new QComboBox(parent);
     cell->setEditable(true);
     cell->setInsertPolicy(QComboBox::NoInsert);
+    // A cell holds exactly what was typed until an item is picked from the list: no completion
+    // (the default completer would turn "stop" into the keyword "Stop").
+    cell->setCompleter(nullptr);
     cell->setGeometry(x, y, 84, 22);
     widgets_[static_cast<int>(c)] = cell;
     connect(cell, &QComboBox::editTextChanged, this,
@@ -116,9 +122,7 @@ void MainWindow::buildReadouts(QWidget* client) {
                     {Ctl::Dump2, 204, 120},
                     {Ctl::Hex2, 326, 70}};
     for (const auto& r : readouts) {
-        auto* box = new QPlainTextEdit(client);
-        box->setReadOnly(true);
-        box->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+        auto* box = new ReadoutBox(client);
         box->setGeometry(r.x, kReadoutTop, r.w, kReadoutHeight);
         widgets_[static_cast<int>(r.c)] = box;
     }
@@ -139,6 +143,9 @@ void MainWindow::buildOptions(QWidget* client) {
                 [this, c = options[i]] { tester_.runs().selectOption(c); });
     }
     auto* power = new QPushButton(client);
+    // Its own copy of the window's font: a style sheet set again for the next colour would
+    // otherwise put the application's default font on it.
+    power->setFont(font());
     power->setGeometry(478, kReadoutTop + 2, 69, 104);
     widgets_[static_cast<int>(Ctl::PowerG)] = power;
 }
@@ -161,8 +168,10 @@ void MainWindow::buildIndicators(QWidget* client) {
     slider->setTickInterval(16);
     slider->setGeometry(kMargin, 360, kFrameWidth, 32);
     widgets_[static_cast<int>(Ctl::Analog_ki)] = slider;
-    connect(slider, &QSlider::valueChanged, this,
-            [this](int v) { panel_.setValue(Ctl::Analog_ki, v); });
+    connect(slider, &QSlider::valueChanged, this, [this, slider](int v) {
+        panel_.setValue(Ctl::Analog_ki, v);
+        showSliderValue(slider, v);
+    });
 
     observation_ = new ObservationView(client);
     observation_->setGeometry(kPictureRect);
@@ -170,6 +179,22 @@ void MainWindow::buildIndicators(QWidget* client) {
     observation_->setImage(&trace.image());
     observation_->painted = [&trace] { trace.changeShown(); };
     trace.setChangeListener([this] { observation_->update(); });
+}
+
+void MainWindow::showSliderValue(QSlider* slider, int v) {
+    // The byte "Potmeter" sends, shown at the handle while the user moves it.
+    QStyleOptionSlider option;
+    option.initFrom(slider);
+    option.orientation = slider->orientation();
+    option.minimum = slider->minimum();
+    option.maximum = slider->maximum();
+    option.sliderPosition = v;
+    option.sliderValue = v;
+    const QRect handle = slider->style()->subControlRect(QStyle::CC_Slider, &option,
+                                                         QStyle::SC_SliderHandle, slider);
+    QToolTip::showText(
+        slider->mapToGlobal(handle.topLeft()),
+        QString::number(v) + QStringLiteral(" = &h") + QString::number(v, 16).toUpper(), slider);
 }
 
 void MainWindow::buildStatusBar(QWidget* client) {
