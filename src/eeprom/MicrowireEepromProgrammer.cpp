@@ -95,32 +95,30 @@ MicrowireEepromProgrammer::Wait MicrowireEepromProgrammer::waitReady() {
         lines_.dataHigh(); // DO can pull the shared line low only while data out is high
         bool sampled = false;
         while (inWindow()) {
+            // Busy in a sample taken after the limit had passed: the chip is late.
+            const bool late = now() - t0 > chip_.writeCycleMaxNs;
             const bool ready = bus_.readBit();
             if (!inWindow())
                 break; // the sample may have come after the chip select fell
             sampled = true;
-            if (ready) {
+            if (ready || late) {
                 bus_.end();
-                return Wait::Ready;
-            }
-            if (now() - t0 > chip_.writeCycleMaxNs) {
-                bus_.end();
-                return Wait::TimedOut;
+                return ready ? Wait::Ready : Wait::TimedOut;
             }
         }
         bus_.end();
         if (!sampled)
             return Wait::TooSlow;
-        if (now() - t0 > chip_.writeCycleMaxNs)
-            return Wait::TimedOut;
     }
 }
 
 EepromResult MicrowireEepromProgrammer::finishProgramming(Wait wait, const QString& what,
                                                           int bytes) {
     if (wait == Wait::TooSlow) {
+        // The reset pulse, data out high and one read: eight line operations.
+        const EepromResult r = tooSlow(QStringLiteral("a status read"), 8, bytes);
         enable(false);
-        return tooSlow(QStringLiteral("a status read"), 8, bytes);
+        return r;
     }
     if (wait == Wait::TimedOut) {
         enable(false);
