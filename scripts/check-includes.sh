@@ -7,10 +7,11 @@ set -euo pipefail
 src="${1:-$(dirname "$0")/../src}"
 
 declare -A allowed=(
-  [app]="ui actions sequence files model bus sim base"
-  [ui]="actions sequence files model bus base"
-  [actions]="sequence files model bus base"
+  [app]="ui actions sequence eeprom files model bus sim base"
+  [ui]="actions sequence eeprom files model bus base"
+  [actions]="sequence eeprom files model bus base"
   [sequence]="model bus base"
+  [eeprom]="bus base"
   [files]="model bus base"
   [model]="bus base"
   [sim]="bus base"

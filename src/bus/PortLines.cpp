@@ -25,6 +25,7 @@ void PortLines::sendCharacter(std::uint8_t byte) {
     if (!port_->isOpen())
         return;
     port_->sendByte(byte);
+    ++operations_;
     if (analysisOn_ && log_)
         log_->character(byte, port_->nowNs());
 }

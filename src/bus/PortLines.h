@@ -48,27 +48,32 @@ public:
 
     void dataHigh() {
         port_->setDtr(true);
+        ++operations_;
         dataOut_ = true;
         observe(LineEventLog::Signal::DataOut, true);
     }
     void dataLow() {
         port_->setDtr(false);
+        ++operations_;
         dataOut_ = false;
         observe(LineEventLog::Signal::DataOut, false);
     }
     void clockHigh() {
         port_->setRts(true);
+        ++operations_;
         clock_ = true;
         observe(LineEventLog::Signal::Clock, true);
     }
     void clockLow() {
         port_->setRts(false);
+        ++operations_;
         clock_ = false;
         observe(LineEventLog::Signal::Clock, false);
     }
     // Samples CTS: true when the data line is high.
     bool readData() {
         const bool high = port_->cts();
+        ++operations_;
         observe(LineEventLog::Signal::DataIn, high);
         return high;
     }
@@ -88,6 +93,9 @@ public:
     // A run starts: the port hears of it first, then the event log starts over (time 0 is
     // now), from the levels the outputs were last given.
     void beginRun();
+    // The line operations (the five above and sendCharacter) done so far: the difference over
+    // a piece of work is what it cost on the port.
+    std::uint64_t lineOperations() const { return operations_; }
 
 private:
     PortBackend* port_;
@@ -102,4 +110,5 @@ private:
     bool analysisOn_ = false;
     bool dataOut_ = false; // the levels last put on DTR and RTS
     bool clock_ = false;
+    std::uint64_t operations_ = 0;
 };

@@ -72,7 +72,8 @@ void I2cSlave::loadByte(std::uint64_t nowNs) {
 
 void I2cSlave::addressIn(std::uint64_t nowNs) {
     read_ = (shift_ & 1u) != 0;
-    if ((shift_ & 0xFEu) == address_ && acknowledgesAddress(read_, nowNs)) {
+    if (answersTo(static_cast<std::uint8_t>(shift_)) && acknowledgesAddress(read_, nowNs)) {
+        received_ = static_cast<std::uint8_t>(shift_);
         pulling_ = true;
         state_ = State::AckAddress;
         inTransfer_ = true;

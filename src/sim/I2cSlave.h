@@ -19,13 +19,19 @@
 // bit, a master's stop condition leaves the line low and goes unnoticed.
 class I2cSlave : public SimDevice {
 public:
-    // addressByte is the write address (read/write bit 0), e.g. 0xA0.
-    explicit I2cSlave(std::uint8_t addressByte) : address_(addressByte & 0xFEu) {}
+    // addressByte is the write address (read/write bit 0), e.g. 0xA0. The bits of ignoredBits
+    // in the address byte are not compared (a chip that reads them as data, such as the block
+    // bits of a 24C16, answers at every value of them).
+    explicit I2cSlave(std::uint8_t addressByte, std::uint8_t ignoredBits = 0)
+        : ignored_(static_cast<std::uint8_t>(ignoredBits & 0xFEu)),
+          address_(static_cast<std::uint8_t>(addressByte & 0xFEu & ~ignored_)) {}
 
     void wiresChanged(const BoardWires& wires, std::uint64_t nowNs) override;
     bool pullsDataLow() const override { return pulling_; }
 
     std::uint8_t addressByte() const { return address_; }
+    // Whether the chip answers to this address byte (the read/write bit aside).
+    bool answersTo(std::uint8_t byte) const { return (byte & 0xFEu & ~ignored_) == address_; }
     // True while the chip is a transmitter in a read transfer (between acknowledging its read
     // address and the master's "no acknowledge" or a start/stop it can see).
     bool transmitting() const { return state_ == State::Transmit || state_ == State::MasterAck; }
@@ -42,6 +48,8 @@ protected:
     // The chip's transfer ended: by a stop (byStop) or by a start. afterWholeByte: nothing
     // but the condition's own clock came after the last acknowledged byte.
     virtual void transferEnded(bool /*byStop*/, bool /*afterWholeByte*/, std::uint64_t /*nowNs*/) {}
+    // The address byte of the transfer under way, read/write bit included.
+    std::uint8_t receivedAddress() const { return received_; }
 
 private:
     enum class State {
@@ -63,7 +71,9 @@ private:
     void loadByte(std::uint64_t nowNs);
     void endTransfer(bool byStop, std::uint64_t nowNs);
 
+    std::uint8_t ignored_;
     std::uint8_t address_;
+    std::uint8_t received_ = 0;
     State state_ = State::Idle;
     bool inTransfer_ = false; // the address was acknowledged and no start/stop seen since
     bool read_ = false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bus/PortBackend.h"
+#include "sim/EepromStateFile.h"
 #include "sim/SimDevice.h"
 #include "sim/WireRecorder.h"
 
@@ -14,7 +15,9 @@
 #include <vector>
 
 class Eeprom24c02;
+class Eeprom24xx;
 class Eeprom93c46;
+class Eeprom93xx;
 class Pcf8574;
 class Pcf8591;
 
@@ -101,6 +104,21 @@ public:
     Pcf8591* pcf8591() const { return pcf8591_; }
     Eeprom93c46* eeprom93c46() const { return eeprom93c46_; }
 
+    // The socket: one more EEPROM on the board, by part name (Eeprom24xx::parts(),
+    // Eeprom93xx::parts()). A 24Cxx answers at i2cAddressByte (0xA0 to 0xAE) and a 93Cxx
+    // works in the organisation org (8 or 16). The socket shares the board's wires: a 24Cxx
+    // that answers at 0xA0 takes the place of the board's 24C02, and a 93Cxx (on the one chip
+    // select) that of the board's 93C46; the chip it replaces is taken off the bus. False,
+    // with a one-line reason, for an unknown part, a wrong address or organisation, or a
+    // socket that is taken.
+    bool addSocketChip(const QString& name, int i2cAddressByte, int org, QString* whyNot);
+    Eeprom24xx* socket24xx() const { return socket24xx_; }
+    Eeprom93xx* socket93xx() const { return socket93xx_; }
+    // The contents of every EEPROM of the board in a file (see EepromStateFile). Loading
+    // changes nothing unless the whole file fits the board.
+    bool saveState(const QString& path, QString* whyNot) const;
+    bool loadState(const QString& path, QString* whyNot);
+
     // Clips a recorder onto the wires (nullptr removes it); the board does not own it. It
     // gets the present level of every wire at once, then every change.
     void setRecorder(WireRecorder* recorder);
@@ -135,6 +153,8 @@ private:
     };
 
     void attachDevice(std::unique_ptr<SimDevice> device);
+    void takeOffBus(const SimDevice* device);
+    std::vector<EepromStateFile::Slot> eepromSlots() const;
     bool tick(); // one port call: advances the clock; false once the device has vanished
     void drive(bool dtr, bool rts);
     // Tells the chips about the wires (unless notify is false) and settles what they pull,
@@ -151,6 +171,9 @@ private:
     Pcf8574* pcf8574_ = nullptr;
     Pcf8591* pcf8591_ = nullptr;
     Eeprom93c46* eeprom93c46_ = nullptr;
+    Eeprom24xx* socket24xx_ = nullptr;
+    Eeprom93xx* socket93xx_ = nullptr;
+    std::vector<std::unique_ptr<SimDevice>> offBus_; // chips the socket took off the bus
     WireRecorder* recorder_ = nullptr;
     std::vector<std::uint8_t> sent_;
     std::deque<Edge> txdEdges_;
