@@ -85,8 +85,11 @@ TEST_F(RealPort, ScanLineTestAndResetCharacterWorkThroughTheKernel) {
     EXPECT_EQ(rig.lineTest(), QStringLiteral("Line Probe OK !"));
     EXPECT_EQ(rig.port.adapterInfo().family, AdapterInfo::Family::PseudoTerminal);
 
-    // The reset character leaves at 2400 baud 8N1 and arrives on the other side unchanged.
+    // An adapter that reads live needs no settle time. The reset character leaves at 2400 baud
+    // 8N1 and arrives on the other side unchanged.
+    rig.port.setAdapterTiming(*AdapterTiming::withSettle({}, QStringLiteral("auto")));
     ASSERT_TRUE(rig.port.open(nullptr));
+    EXPECT_EQ(rig.port.settleInEffect(), AdapterTiming::Duration{0});
     rig.port.sendByte(0xF3);
     termios t{};
     ASSERT_EQ(tcgetattr(slave, &t), 0);

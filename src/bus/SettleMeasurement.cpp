@@ -9,6 +9,7 @@
 namespace {
 
 using Clock = AdapterTiming::Clock;
+using Duration = SettleMeasurement::Duration;
 
 // Pauses between the changes, irregular so that the changes fall at every phase of an
 // adapter's status refresh (about 1 ms on the USB adapters that cache it, whatever its exact
@@ -22,6 +23,45 @@ QString usText(std::chrono::nanoseconds d) {
     return QString::number(std::chrono::duration_cast<std::chrono::microseconds>(d).count());
 }
 
+// One change of RTS timed: the lag until a read shows it, and the longest stretches the
+// program lost while it polled (between two reads, and inside one read).
+struct TimedChange {
+    bool followed = false;
+    Duration lag{0};
+    Duration longestGap{0};
+    Duration longestRead{0};
+};
+
+TimedChange timeChange(PortBackend& port, bool rts, Duration& shortestRead) {
+    TimedChange t;
+    const Clock::time_point changed = Clock::now();
+    Clock::time_point previousEnd = changed;
+    for (;;) {
+        const Clock::time_point start = Clock::now();
+        const bool level = port.dsr();
+        const Clock::time_point end = Clock::now();
+        t.longestGap = std::max<Duration>(t.longestGap, start - previousEnd);
+        t.longestRead = std::max<Duration>(t.longestRead, end - start);
+        shortestRead = std::min<Duration>(shortestRead, end - start);
+        if (level == rts) { // the first read showing it: no lag at all
+            t.followed = true;
+            t.lag = previousEnd == changed ? Duration{0} : start - changed;
+            return t;
+        }
+        if (end - changed > SettleMeasurement::kGiveUpAfter)
+            return t;
+        previousEnd = end;
+    }
+}
+
+// A change during which the program was held up (another program ran, the machine is busy):
+// its lag says nothing about the adapter. Polling leaves no gap of its own worth mentioning,
+// and a read takes about as long as the quickest one.
+bool heldUp(const TimedChange& t, Duration shortestRead) {
+    constexpr std::chrono::microseconds kSlack{50};
+    return t.longestGap > kSlack || t.longestRead > 4 * shortestRead + kSlack;
+}
+
 } // namespace
 
 SettleMeasurement SettleMeasurement::measure(PortBackend& port, bool rts) {
@@ -29,31 +69,42 @@ SettleMeasurement SettleMeasurement::measure(PortBackend& port, bool rts) {
     const Clock::time_point begin = Clock::now();
     const bool rtsBefore = rts;
     std::uint32_t seed = 1;
-    std::vector<Duration> lags;
-    lags.reserve(kChanges);
-    for (int i = 0; i < kChanges && port.isOpen(); ++i) {
+    std::vector<TimedChange> timed;
+    Duration shortestRead = Duration::max();
+    const auto clean = [&] {
+        return std::count_if(timed.begin(), timed.end(),
+                             [&](const TimedChange& t) { return !heldUp(t, shortestRead); });
+    };
+    bool gaveUp = false;
+    // A change that was held up is made again, up to as many times as there are changes.
+    for (int i = 0; i < 2 * kChanges && clean() < kChanges && port.isOpen(); ++i) {
         AdapterTiming::waitUntil(Clock::now() + pauseBefore(seed));
         rts = !rts;
         port.setRts(rts);
-        const Clock::time_point changed = Clock::now();
-        Clock::time_point read = changed;
-        while (port.dsr() != rts) {
-            read = Clock::now();
-            if (read - changed > kGiveUpAfter)
-                break;
-        }
-        if (read - changed > kGiveUpAfter)
+        const TimedChange t = timeChange(port, rts, shortestRead);
+        if (!t.followed) {
+            gaveUp = true;
             break;
-        lags.push_back(read - changed);
+        }
+        timed.push_back(t);
     }
-    if (rts != rtsBefore) // it gave up after an odd number of changes
+    if (rts != rtsBefore) // an odd number of changes
         port.setRts(rtsBefore);
     m.took = Clock::now() - begin;
-    m.changes = static_cast<int>(lags.size());
-    m.followed = m.changes == kChanges;
+    m.followed = !gaveUp && port.isOpen() && !timed.empty();
     if (!m.followed)
         return m;
+    std::vector<Duration> lags;
+    for (const TimedChange& t : timed)
+        if (!heldUp(t, shortestRead))
+            lags.push_back(t.lag);
+    if (lags.size() < static_cast<std::size_t>(kChanges)) { // held up again and again: all count
+        lags.clear();
+        for (const TimedChange& t : timed)
+            lags.push_back(t.lag);
+    }
     std::sort(lags.begin(), lags.end());
+    m.changes = static_cast<int>(lags.size());
     m.worst = lags.back();
     m.median = lags[lags.size() / 2];
     // Twice the worst lag. On an adapter that caches the status the lag of one change is

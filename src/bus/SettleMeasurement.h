@@ -9,14 +9,15 @@ class PortBackend;
 // The settle time an adapter needs, measured through its DSR-to-RTS strap: RTS is changed a few
 // dozen times with irregular pauses, and each time DSR is read until it shows the new level.
 // The time from the change to the read that first shows it is the adapter's lag; an adapter
-// that reads its lines live (FTDI, CP210x, a 16550) shows the new level on the first read.
+// that reads its lines live (FTDI, CP210x, a 16550) shows the new level on the first read. A
+// change during which the program was held up (a busy machine) is made again.
 struct SettleMeasurement {
     using Duration = AdapterTiming::Duration;
 
     // DSR followed every change within kGiveUpAfter; when false the strap does not work (or
     // the board is not plugged in) and `settle` is 0.
     bool followed = false;
-    int changes = 0; // RTS changes timed
+    int changes = 0; // RTS changes the figures come from
     Duration worst{0};
     Duration median{0};
     // The settle time to use: twice the worst lag (see measure()).
