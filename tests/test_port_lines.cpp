@@ -300,6 +300,20 @@ TEST(AdapterInfo, TheFamilyComesFromTheKernelDriverOrTheUsbIdsWithWhatTheUserMus
     }
     EXPECT_EQ(AdapterInfo::identify(QStringLiteral("/nonexistent/ttyUSB9"), sys.path()).family,
               F::Unknown);
+    // Newer kernels: the tty's device is the serial core's port, below its controller, below
+    // the UART itself.
+    const QString uart = sys.filePath(QStringLiteral("devices/00:01"));
+    ASSERT_TRUE(QDir().mkpath(uart + QStringLiteral("/ctrl/port")) &&
+                QDir().mkpath(sys.filePath(QStringLiteral("class/tty/ttyS1"))));
+    for (const char* level : {"/ctrl/port/driver port", "/ctrl/driver ctrl", "/driver serial"}) {
+        const QStringList linkAndDriver = QString::fromLatin1(level).split(QLatin1Char(' '));
+        const QString driver = sys.filePath(QStringLiteral("bus/drivers/") + linkAndDriver[1]);
+        ASSERT_TRUE(QDir().mkpath(driver) && QFile::link(driver, uart + linkAndDriver[0]));
+    }
+    ASSERT_TRUE(QFile::link(uart + QStringLiteral("/ctrl/port"),
+                            sys.filePath(QStringLiteral("class/tty/ttyS1/device"))));
+    EXPECT_EQ(AdapterInfo::identify(QStringLiteral("/nonexistent/ttyS1"), sys.path()).driver,
+              QStringLiteral("serial"));
     EXPECT_EQ(AdapterInfo::familyFromUsbIds(0x0403, 0x6015), F::Ftdi);
     EXPECT_EQ(AdapterInfo::familyFromUsbIds(0x10C4, 0xEA60), F::Cp210x);
     EXPECT_EQ(AdapterInfo::familyFromUsbIds(0x067B, 0x23A3), F::Pl2303);

@@ -43,10 +43,21 @@ QString familyName(Family f) {
 }
 
 // The driver of a tty device from sysfs: the last part of where its "driver" link points.
+// Since Linux 6.5 a UART's tty sits below the serial core's port and controller devices
+// (drivers "port" and "ctrl"); the hardware's own driver is further up.
 QString sysfsDriver(const QString& sysRoot, const QString& ttyName) {
-    const QFileInfo link(sysRoot + QStringLiteral("/class/tty/") + ttyName +
-                         QStringLiteral("/device/driver"));
-    return link.isSymLink() ? QFileInfo(link.symLinkTarget()).fileName() : QString();
+    QString dev =
+        QFileInfo(sysRoot + QStringLiteral("/class/tty/") + ttyName + QStringLiteral("/device"))
+            .canonicalFilePath();
+    for (int up = 0; up < 3 && !dev.isEmpty(); ++up) {
+        const QFileInfo link(dev + QStringLiteral("/driver"));
+        const QString driver =
+            link.isSymLink() ? QFileInfo(link.symLinkTarget()).fileName() : QString();
+        if (driver != u"port" && driver != u"ctrl")
+            return driver;
+        dev = QFileInfo(dev).path();
+    }
+    return {};
 }
 
 void fillFromSystem(AdapterInfo& info, const QString& sysRoot) {
