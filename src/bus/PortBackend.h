@@ -1,6 +1,9 @@
 #pragma once
 
+#include "bus/AdapterTiming.h"
+
 #include <QString>
+#include <QStringList>
 
 #include <cstdint>
 #include <functional>
@@ -43,6 +46,13 @@ public:
     // A run starts (its time 0 is read next). A backend whose clock is its own may move it
     // on here, never in the middle of a run.
     virtual void runStarts() {}
+
+    // The adapter's timing (AdapterTiming). A backend whose timing is its own (the simulated
+    // board) ignores it.
+    virtual void setAdapterTiming(const AdapterTiming& timing) { (void)timing; }
+    // What the user should know about the adapter found when the port last opened (its
+    // family, a warning, the settle time measured), one line each; empty when nothing.
+    virtual QStringList adapterNotes() const { return {}; }
 
     // A device that disappears while the port is open (a USB adapter pulled out) closes the
     // port and reports it once, through this handler, with a one-line reason.

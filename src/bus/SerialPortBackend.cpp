@@ -58,8 +58,15 @@ bool SerialPortBackend::open(QString* whyNot) {
         // Read the lines and give DTR the level it has: nothing on the wires moves.
         const auto pins = readLines();
         if (pins && setLine(QSerialPort::DataTerminalReadySignal,
-                            pins->testFlag(QSerialPort::DataTerminalReadySignal)))
-            return true;
+                            pins->testFlag(QSerialPort::DataTerminalReadySignal))) {
+            if (adapter_.device != device)
+                adapter_ = AdapterInfo::identify(device);
+            // Measured through the strap before the bus sees any traffic.
+            if (timing_.autoSettle && (measuredDevice_ != device || !measured_->followed))
+                measure(pins->testFlag(QSerialPort::RequestToSendSignal));
+            applyTiming();
+            return port_.isOpen();
+        }
         why = QStringLiteral("%1 has no modem-control lines (%2): it cannot drive the bus")
                   .arg(device, lineError_);
         lineGone_ = false;
@@ -133,20 +140,60 @@ void SerialPortBackend::lineCallFailed() {
 
 #endif
 
-void SerialPortBackend::setDtr(bool on) {
-    if (port_.isOpen() && !setLine(QSerialPort::DataTerminalReadySignal, on))
-        dropIfGone();
+void SerialPortBackend::setAdapterTiming(const AdapterTiming& timing) {
+    timing_ = timing;
+    applyTiming();
 }
 
-void SerialPortBackend::setRts(bool on) {
-    if (port_.isOpen() && !setLine(QSerialPort::RequestToSendSignal, on))
+void SerialPortBackend::applyTiming() {
+    settle_ = timing_.settle;
+    if (timing_.autoSettle)
+        settle_ = measured_ && measuredDevice_ == map_.deviceFor(number_)
+                      ? measured_->settle
+                      : AdapterTiming::Duration{0};
+    timed_ = settle_ > AdapterTiming::Duration{0} || timing_.minChange > AdapterTiming::Duration{0};
+    lastChange_ = AdapterTiming::Clock::now();
+}
+
+SettleMeasurement SerialPortBackend::measureSettle() {
+    const auto pins = port_.isOpen() ? readLines() : std::nullopt;
+    if (!pins) {
         dropIfGone();
+        return {};
+    }
+    measure(pins->testFlag(QSerialPort::RequestToSendSignal));
+    applyTiming();
+    return *measured_;
+}
+
+void SerialPortBackend::measure(bool rts) {
+    settle_ = AdapterTiming::Duration{0}; // the reads must not wait while the lag is timed
+    timed_ = timing_.minChange > AdapterTiming::Duration{0};
+    lastChange_ = AdapterTiming::Clock::now();
+    measured_ = SettleMeasurement::measure(*this, rts);
+    measuredDevice_ = map_.deviceFor(number_);
+}
+
+QStringList SerialPortBackend::adapterNotes() const {
+    QStringList notes;
+    if (adapter_.device.isEmpty())
+        return notes;
+    QString id = adapter_.usbIdText();
+    notes << QStringLiteral("Adapter: %1%2")
+                 .arg(adapter_.familyText(), id.isEmpty() ? id : QStringLiteral(", USB ") + id);
+    const bool settled = timing_.autoSettle || timing_.settle > AdapterTiming::Duration{0};
+    if (!adapter_.warning().isEmpty() && !(adapter_.needsSettle() && settled))
+        notes << adapter_.warning();
+    if (timing_.autoSettle && measured_ && measuredDevice_ == adapter_.device)
+        notes << measured_->summary();
+    return notes;
 }
 
 // A line that cannot be read reads as on a closed port: CTS released, DSR not asserted.
 bool SerialPortBackend::cts() {
     if (!port_.isOpen())
         return true;
+    beforeRead();
     const auto pins = readLines();
     if (!pins)
         dropIfGone();
@@ -156,6 +203,7 @@ bool SerialPortBackend::cts() {
 bool SerialPortBackend::dsr() {
     if (!port_.isOpen())
         return false;
+    beforeRead();
     const auto pins = readLines();
     if (!pins)
         dropIfGone();
@@ -174,6 +222,8 @@ void SerialPortBackend::dropIfGone() {
     if (!port_.isOpen() || !lineGone_)
         return;
     lineGone_ = false;
+    adapter_ = {}; // whatever is plugged in next is identified (and measured) anew
+    measuredDevice_.clear();
     const QString why =
         QStringLiteral("%1 stopped answering (%2)").arg(map_.deviceFor(number_), lineError_);
     port_.close();
