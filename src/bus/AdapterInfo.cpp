@@ -1,8 +1,12 @@
 #include "bus/AdapterInfo.h"
 
+#include <QCollator>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QSerialPortInfo>
+
+#include <algorithm>
 
 namespace {
 
@@ -70,6 +74,7 @@ void fillFromSystem(AdapterInfo& info, const QString& sysRoot) {
         info.family = AdapterInfo::familyFromUsbIds(*info.vendorId, *info.productId);
 }
 
+#ifndef Q_OS_LINUX
 void fillFromListing(AdapterInfo& info, const QSerialPortInfo& port) {
     if (port.hasVendorIdentifier())
         info.vendorId = port.vendorIdentifier();
@@ -79,6 +84,41 @@ void fillFromListing(AdapterInfo& info, const QSerialPortInfo& port) {
     info.manufacturer = port.manufacturer();
     info.serialNumber = port.serialNumber();
 }
+#endif
+
+#ifdef Q_OS_LINUX
+
+QString sysfsText(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).simplified()
+                                          : QString();
+}
+
+// The USB device a tty hangs from, found by going up from the tty's device to the directory
+// with the ids: its ids, product, manufacturer and serial number. Only sysfs is read (the
+// platform listing opens every 16550 it finds, to see whether a UART is there).
+void fillFromUsbDevice(AdapterInfo& info, const QString& sysRoot) {
+    const QString root = QFileInfo(sysRoot).canonicalFilePath();
+    QString dir = QFileInfo(sysRoot + QStringLiteral("/class/tty/") +
+                            QFileInfo(info.systemDevice).fileName() + QStringLiteral("/device"))
+                      .canonicalFilePath();
+    for (int up = 0; up < 6 && dir.size() > root.size(); ++up, dir = QFileInfo(dir).path()) {
+        bool vendorOk = false;
+        bool productOk = false;
+        const auto vendor = sysfsText(dir + QStringLiteral("/idVendor")).toUShort(&vendorOk, 16);
+        const auto product = sysfsText(dir + QStringLiteral("/idProduct")).toUShort(&productOk, 16);
+        if (!vendorOk || !productOk)
+            continue;
+        info.vendorId = vendor;
+        info.productId = product;
+        info.description = sysfsText(dir + QStringLiteral("/product"));
+        info.manufacturer = sysfsText(dir + QStringLiteral("/manufacturer"));
+        info.serialNumber = sysfsText(dir + QStringLiteral("/serial"));
+        return;
+    }
+}
+
+#endif
 
 } // namespace
 
@@ -144,21 +184,54 @@ AdapterInfo AdapterInfo::identify(const QString& device, const QString& sysRoot)
     info.device = device;
     const QString resolved = QFileInfo(device).canonicalFilePath();
     info.systemDevice = resolved.isEmpty() ? device : resolved;
+#ifdef Q_OS_LINUX
+    fillFromUsbDevice(info, sysRoot);
+#else
     for (const QSerialPortInfo& port : QSerialPortInfo::availablePorts())
         if (port.systemLocation() == info.systemDevice)
             fillFromListing(info, port);
+#endif
     fillFromSystem(info, sysRoot);
     return info;
 }
 
-std::vector<AdapterInfo> AdapterInfo::listPorts() {
+std::vector<AdapterInfo> AdapterInfo::listPorts(const QString& sysRoot, const QString& byIdDir) {
     std::vector<AdapterInfo> ports;
+#ifdef Q_OS_LINUX
+    // Every tty with a device behind it (virtual consoles and pseudo-terminals have none),
+    // except the UART slots the 8250 driver keeps free: their port type is 0.
+    QStringList names = QDir(sysRoot + QStringLiteral("/class/tty"))
+                            .entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::System);
+    QCollator numeric;
+    numeric.setNumericMode(true);
+    std::sort(names.begin(), names.end(), numeric);
+    for (const QString& name : names) {
+        const QString dir = sysRoot + QStringLiteral("/class/tty/") + name;
+        if (!QFileInfo::exists(dir + QStringLiteral("/device")) ||
+            sysfsText(dir + QStringLiteral("/type")) == u"0")
+            continue;
+        AdapterInfo info;
+        info.device = info.systemDevice = QStringLiteral("/dev/") + name;
+        fillFromUsbDevice(info, sysRoot);
+        fillFromSystem(info, sysRoot);
+        ports.push_back(std::move(info));
+    }
+#else
     for (const QSerialPortInfo& port : QSerialPortInfo::availablePorts()) {
         AdapterInfo info;
         info.device = info.systemDevice = port.systemLocation();
         fillFromListing(info, port);
-        fillFromSystem(info, QStringLiteral("/sys"));
+        fillFromSystem(info, sysRoot);
         ports.push_back(std::move(info));
+    }
+#endif
+    // The links that keep their names (udev makes them on Linux).
+    const QDir byId(byIdDir);
+    for (const QString& link : byId.entryList(QDir::Files | QDir::System, QDir::Name)) {
+        const QString target = QFileInfo(byId.filePath(link)).symLinkTarget();
+        for (AdapterInfo& info : ports)
+            if (info.stableName.isEmpty() && info.systemDevice == target)
+                info.stableName = byId.filePath(link);
     }
     return ports;
 }

@@ -30,6 +30,9 @@ struct AdapterInfo {
     QString description;
     QString manufacturer;
     QString serialNumber;
+    // A name under /dev/serial/by-id that stands for the same device and keeps its name
+    // whichever order the adapters were plugged in (from the port listing; empty otherwise).
+    QString stableName;
     Family family = Family::Unknown;
 
     // "FTDI (ftdi_sio)", "Prolific PL2303 (pl2303)", "unknown (driver xyz)".
@@ -48,6 +51,10 @@ struct AdapterInfo {
     // sysfs is mounted (a test gives a tree of its own).
     static AdapterInfo identify(const QString& device,
                                 const QString& sysRoot = QStringLiteral("/sys"));
-    // The machine's serial devices, as the platform lists them (nothing is opened).
-    static std::vector<AdapterInfo> listPorts();
+    // The machine's serial devices, as the platform lists them. Nothing is opened: on Linux
+    // the listing comes from sysfs alone (a UART slot without a UART behind it is left out),
+    // elsewhere from QSerialPortInfo.
+    static std::vector<AdapterInfo>
+    listPorts(const QString& sysRoot = QStringLiteral("/sys"),
+              const QString& byIdDir = QStringLiteral("/dev/serial/by-id"));
 };

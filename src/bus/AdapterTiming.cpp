@@ -1,5 +1,7 @@
 #include "bus/AdapterTiming.h"
 
+#include <QSettings>
+
 #ifdef Q_OS_UNIX
 #include <time.h>
 
@@ -59,6 +61,47 @@ QString AdapterTiming::settleText() const {
 
 QString AdapterTiming::minChangeText() const {
     return microsecondsText(minChange);
+}
+
+QString AdapterTiming::settleRule() {
+    return QStringLiteral("auto or whole microseconds from 0 to %1").arg(kMaxMicroseconds);
+}
+
+QString AdapterTiming::minChangeRule() {
+    return QStringLiteral("whole microseconds from 0 to %1").arg(kMaxMicroseconds);
+}
+
+AdapterTiming AdapterTiming::readSettings(QSettings& store, QStringList* problems) {
+    AdapterTiming timing;
+    store.beginGroup(QStringLiteral("Adapter"));
+    const struct {
+        const char* key;
+        decltype(&withSettle) read;
+    } keys[] = {{"Settle", &withSettle}, {"MinChange", &withMinChange}};
+    for (const auto& k : keys) {
+        const QString key = QLatin1String(k.key);
+        if (!store.contains(key))
+            continue;
+        // A value with a comma comes back as a list: its text is the parts joined again.
+        const QVariant value = store.value(key);
+        const QString text = value.typeId() == QMetaType::QStringList
+                                 ? value.toStringList().join(QStringLiteral(", "))
+                                 : value.toString();
+        if (const auto read = k.read(timing, text))
+            timing = *read;
+        else if (problems)
+            *problems << QStringLiteral("the setting Adapter/%1 '%2' is not %3: 0 is used")
+                             .arg(key, text, key == u"Settle" ? settleRule() : minChangeRule());
+    }
+    store.endGroup();
+    return timing;
+}
+
+void AdapterTiming::writeSettings(QSettings& store) const {
+    store.beginGroup(QStringLiteral("Adapter"));
+    store.setValue(QStringLiteral("Settle"), settleText());
+    store.setValue(QStringLiteral("MinChange"), minChangeText());
+    store.endGroup();
 }
 
 void AdapterTiming::waitUntil(Clock::time_point deadline) {

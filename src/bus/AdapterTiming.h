@@ -1,9 +1,12 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <chrono>
 #include <optional>
+
+class QSettings;
 
 // How fast a serial adapter lets the lines move and how soon it reads them right.
 //
@@ -38,6 +41,16 @@ struct AdapterTiming {
     // The settle time as withSettle() reads it back ("auto", "250"), and the minimum time.
     QString settleText() const;
     QString minChangeText() const;
+    // What withSettle() and withMinChange() take, for a message: "auto or whole microseconds
+    // from 0 to 1000000".
+    static QString settleRule();
+    static QString minChangeRule();
+
+    // The timing kept in the settings store, group "Adapter": "Settle" ("auto" or
+    // microseconds) and "MinChange" (microseconds). An absent key is 0; so is a value that
+    // cannot be read, and then `problems` gets a line that says so.
+    static AdapterTiming readSettings(QSettings& store, QStringList* problems = nullptr);
+    void writeSettings(QSettings& store) const;
 
     // Returns at `deadline`, as precisely as the machine allows: the last stretch is spent
     // polling the clock (a sleep can overshoot by tens of microseconds), anything longer

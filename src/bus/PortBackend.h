@@ -53,6 +53,12 @@ public:
     // What the user should know about the adapter found when the port last opened (its
     // family, a warning, the settle time measured), one line each; empty when nothing.
     virtual QStringList adapterNotes() const { return {}; }
+    // The device path port n opens; empty for a backend that is no device (the simulated
+    // board).
+    virtual QString deviceFor(int portNumber) const {
+        (void)portNumber;
+        return {};
+    }
 
     // A device that disappears while the port is open (a USB adapter pulled out) closes the
     // port and reports it once, through this handler, with a one-line reason.

@@ -31,6 +31,7 @@ public:
     void sendByte(std::uint8_t byte) override;
     void setAdapterTiming(const AdapterTiming& timing) override;
     QStringList adapterNotes() const override;
+    QString deviceFor(int portNumber) const override { return map_.deviceFor(portNumber); }
 
     QString deviceName() const { return map_.deviceFor(number_); }
     const AdapterTiming& adapterTiming() const { return timing_; }
