@@ -31,6 +31,7 @@ DeviceScan::Acknowledged DiagnosticActions::DeviceDetect() {
     const DeviceScan::Acknowledged acknowledged = DeviceScan::run(i2c_, [this](int a) {
         panel_.setValue(Ctl::Analog_be, a);
         panel_.setText(Ctl::Analog_be_sz, numberText(a));
+        dialogs_.repaintNow();
     });
     for (const bool ack : acknowledged)
         if (ack)
@@ -58,11 +59,15 @@ LineTest::Verdict DiagnosticActions::LineProbe() {
         for (int i = 0; i < 11; ++i) // the adapter's supply settles meanwhile
             dialogs_.yieldToUi();
     }
-    const LineTest::Verdict verdict = LineTest::run(
-        lines_.port(), [this](int period) { panel_.setValue(Ctl::Analog_be, period); });
+    const LineTest::Verdict verdict = LineTest::run(lines_.port(), [this](int period) {
+        panel_.setValue(Ctl::Analog_be, period);
+        dialogs_.repaintNow();
+    });
     power_.TogglePower();
     panel_.setValue(Ctl::Analog_be, 0);
     dialogs_.beep();
-    dialogs_.message(DiagnosticTexts::lineTestMessage(verdict));
+    // On a real port, the adapter found and the settle time the test read with.
+    dialogs_.message(DiagnosticTexts::lineTestMessage(verdict), Dialogs::Buttons::Ok,
+                     Dialogs::Icon::None, lines_.port().adapterNotes().join(QLatin1Char('\n')));
     return verdict;
 }

@@ -39,16 +39,21 @@ void PowerActions::TogglePower() {
         panel_.setEnabled(Ctl::Mset_micro, false); // no mode change while powered
         showPower();
         QString why;
+        bool opened = false;
         if (panel_.isChecked(Ctl::Mset_micro)) {
-            if (!lines_.openPortMicrowire(&why))
+            opened = lines_.openPortMicrowire(&why);
+            if (!opened)
                 dialogs_.message(QStringLiteral("Not Valid Com Port!\r\nPlease Check!"),
                                  Dialogs::Buttons::Ok, Dialogs::Icon::None, why);
         } else {
-            if (!lines_.openPortI2c(&why))
+            opened = lines_.openPortI2c(&why);
+            if (!opened)
                 dialogs_.message(QStringLiteral("Error! Not foung free Comm Port!"),
                                  Dialogs::Buttons::Ok, Dialogs::Icon::None, why);
             i2c_.stop(); // the idle state of the bus, also after a failed open
         }
+        if (opened && portOpened)
+            portOpened();
     }
     if (panel_.isChecked(Ctl::Anal_be))
         lines_.setAnalysisOn(true);
@@ -62,6 +67,7 @@ void PowerActions::ChoosePort() {
     }
     const int before = state_.portNumber;
     bool failedOnce = false;
+    bool opened = false;
     for (;;) {
         const auto answer = dialogs_.input(QStringLiteral("Serial Port (1,2,3,4)?\r\nActual:") +
                                                numberText(state_.portNumber),
@@ -77,7 +83,8 @@ void PowerActions::ChoosePort() {
         state_.portNumber = (v >= 1 && v <= 4) ? static_cast<int>(v) : 1;
         lines_.port().selectPort(state_.portNumber);
         QString why;
-        if (lines_.openPortI2c(&why))
+        opened = lines_.openPortI2c(&why);
+        if (opened)
             break;
         dialogs_.message(QStringLiteral("Error! Not free or valid Comm Port!"),
                          Dialogs::Buttons::Ok, Dialogs::Icon::None, why);
@@ -89,6 +96,8 @@ void PowerActions::ChoosePort() {
     lines_.closePort();
     if (panel_.isChecked(Ctl::Anal_be))
         lines_.setAnalysisOn(true);
+    if (opened && portOpened)
+        portOpened();
 }
 
 void PowerActions::portLost(const QString& why) {

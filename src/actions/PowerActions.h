@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
+
 // Power and port: the Power button, the "Serial Port" menu item and a port that disappears
 // while it is open.
 class PowerActions : public QObject {
@@ -19,6 +21,10 @@ public:
     // The Power button's text and colour, and panel 1, as the state says.
     void showPower();
     void setPortPanel();
+
+    // Called after the port opened for the power or for a port test (AdapterActions tells
+    // the user about the adapter then).
+    std::function<void()> portOpened;
 
 private:
     void portLost(const QString& why);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "actions/AdapterActions.h"
 #include "actions/DiagnosticActions.h"
 #include "actions/FileActions.h"
 #include "actions/ObservationActions.h"
@@ -40,6 +41,7 @@ public:
     DiagnosticActions& diagnostics() { return diagnostics_; }
     ObservationActions& observation() { return observation_; }
     FileActions& files() { return files_; }
+    AdapterActions& adapter() { return adapter_; }
 
     // What they work on.
     FrontPanel& panel() { return bench_.panel; }
@@ -66,7 +68,8 @@ public:
     static StartSettings readSettings(QSettings& store);
     // Gives the state its start values and puts every control into its start state.
     void startUp(const StartSettings& settings);
-    // The window closes: the port is closed and the five settings are written back.
+    // The window closes: the port is closed and the five settings are written back (and the
+    // adapter's timing, when it was set in the window).
     void shutDown(QSettings& store);
 
 private:
@@ -79,4 +82,5 @@ private:
     DiagnosticActions diagnostics_;
     ObservationActions observation_;
     FileActions files_;
+    AdapterActions adapter_;
 };

@@ -41,4 +41,7 @@ public:
     virtual void beep() = 0;
     // Lets pending user-interface events run.
     virtual void yieldToUi() = 0;
+    // Shows the progress of a long operation at once (the indicator during a device scan on a
+    // slow port) without letting any other event run. Nothing to do without a window.
+    virtual void repaintNow() {}
 };

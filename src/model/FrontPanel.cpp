@@ -62,6 +62,8 @@ constexpr Design kDesign[] = {
     {Ctl::Mset_Test, "&Line Test", ""},
     {Ctl::Mset_timer, "&Non-Stop Timer", ""},
     {Ctl::Mset_port, "Serial &Port", ""},
+    {Ctl::Mset_adapter, "Adapter &Timing...", ""},
+    {Ctl::Mset_devices, "Serial &Devices...", ""},
     {Ctl::Anal, "&Analyse", ""},
     {Ctl::Anal_be, "&Observation", ""},
     {Ctl::Mset_Device, "&Device Detect", ""},

@@ -25,7 +25,7 @@
     /* menus and their items; Rep1 is the observation picture's pop-up menu */                     \
     X(Mfile) X(Mfile_open) X(Mfile_save) X(Fexport) X(Mfile_about) X(Mfile_exit)                   \
     X(Msetup) X(Mset_micro) X(Mset_start) X(Mset_reset) X(Mset_asoc) X(Mset_Test) X(Mset_timer)    \
-    X(Mset_port)                                                                                   \
+    X(Mset_port) X(Mset_adapter) X(Mset_devices)                                                   \
     X(Anal) X(Anal_be) X(Mset_Device) X(Anal_vcd) X(Anal_exp)                                      \
     X(Rep1) X(Rep_Clear) X(Rep_export) X(Rep_exp)                                                  \
     /* status bar panels 1 to 11 */                                                                \

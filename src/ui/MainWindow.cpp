@@ -60,6 +60,8 @@ void MainWindow::connectActions() {
     onClick(Ctl::PowerG, [this] { tester_.power().TogglePower(); });
     onClick(Ctl::Note, [this] { tester_.setup().EditNote(); });
     onClick(Ctl::Mset_port, [this] { tester_.power().ChoosePort(); });
+    onClick(Ctl::Mset_adapter, [this] { tester_.adapter().Mset_adapter_Click(); });
+    onClick(Ctl::Mset_devices, [this] { tester_.adapter().Mset_devices_Click(); });
     onClick(Ctl::Mset_micro, [this] { tester_.setup().Mset_micro_Click(); });
     onClick(Ctl::Mset_start, [this] { tester_.setup().Mset_start_Click(); });
     onClick(Ctl::Mfile_exit, [this] { close(); });
@@ -86,6 +88,11 @@ void MainWindow::connectActions() {
     onClick(Ctl::Mfile_open, [this] { tester_.files().Mfile_open_Click(); });
     onClick(Ctl::Mfile_save, [this] { tester_.files().Mfile_save_Click(); });
     onClick(Ctl::Mset_asoc, [this] { tester_.files().Mset_asoc_Click(); });
+}
+
+void MainWindow::repaintIndicator() {
+    widget(Ctl::Analog_be)->repaint();
+    widget(Ctl::Analog_be_sz)->repaint();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {

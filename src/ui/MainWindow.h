@@ -31,6 +31,8 @@ public:
     QAction* action(Ctl c) const { return actions_[static_cast<int>(c)]; }
     ObservationView* observation() const { return observation_; }
     QMenu* popupMenu() const { return popup_; }
+    // Paints the indicator and its number now, without the event loop (a long scan).
+    void repaintIndicator();
 
 signals:
     // The window is closing (close box or "Exit"): the settings are written now.

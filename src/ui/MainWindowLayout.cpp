@@ -245,6 +245,8 @@ void MainWindow::buildMenus() {
     makeAction(setup, Ctl::Mset_Test);
     makeAction(setup, Ctl::Mset_timer);
     makeAction(setup, Ctl::Mset_port);
+    makeAction(setup, Ctl::Mset_adapter);
+    makeAction(setup, Ctl::Mset_devices);
 
     QMenu* analyse = addMenu(Ctl::Anal);
     makeAction(analyse, Ctl::Anal_be, true);

@@ -4,6 +4,7 @@
 
 #include "model/PanelTexts.h"
 #include "ui/ExplanationWindow.h"
+#include "ui/MainWindow.h"
 
 #include <QApplication>
 #include <QFileDialog>
@@ -78,4 +79,12 @@ void QtDialogs::beep() {
 
 void QtDialogs::yieldToUi() {
     QCoreApplication::processEvents();
+}
+
+void QtDialogs::repaintNow() {
+    auto* window = qobject_cast<MainWindow*>(parent_);
+    if (!window || (sinceRepaint_.isValid() && sinceRepaint_.elapsed() < 16))
+        return;
+    window->repaintIndicator();
+    sinceRepaint_.start();
 }

@@ -2,6 +2,8 @@
 
 #include "model/Dialogs.h"
 
+#include <QElapsedTimer>
+
 class QWidget;
 
 // The dialogs of the window: Qt's message box, input dialog and file dialogs.
@@ -18,10 +20,13 @@ public:
     void showExplanation() override;
     void beep() override;
     void yieldToUi() override;
+    // Repaints the main window's indicator, at most about 60 times a second.
+    void repaintNow() override;
 
     // "Label (*.x)|*.x|All Files (*.*)|*.*" as a Qt name filter list.
     static QString qtFilter(const QString& filter);
 
 private:
     QWidget* parent_;
+    QElapsedTimer sinceRepaint_;
 };

@@ -47,6 +47,7 @@ public:
         if (duringYield)
             duringYield();
     }
+    void repaintNow() override { ++repaints; }
 
     // The texts of the message boxes shown so far, in order.
     QStringList messages() const;
@@ -61,6 +62,7 @@ public:
     int beeps = 0;
     int explanations = 0;
     int yields = 0;
+    int repaints = 0;
 
 private:
     struct Step {
