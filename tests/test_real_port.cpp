@@ -3,9 +3,20 @@
 // board. Each case gets a pseudo-terminal of its own; no real port is ever opened.
 #include "actions/Tester.h"
 #include "bus/SerialPortBackend.h"
+#include "model/AdapterTexts.h"
 #include "model/FrontPanel.h"
+#include "sim/SimulatedBoard.h"
 #include "support/ScriptedDialogs.h"
 #include "vadapter/VirtualAdapter.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QSettings>
+#include <QTemporaryDir>
 
 #include <poll.h>
 #include <pty.h>
@@ -67,6 +78,25 @@ struct RealPort : ::testing::Test {
         ::close(slave);
         ::close(master);
     }
+    // brolmet-cli with the virtual adapter preloaded and a settings store of its own; the
+    // exit status and standard error.
+    std::pair<int, QString> cli(const QStringList& arguments, const QByteArray& settings = {}) {
+        QTemporaryDir config;
+        QFile store(config.filePath(QStringLiteral("Pellucor.conf")));
+        EXPECT_TRUE(store.open(QIODevice::WriteOnly) && store.write(settings) == settings.size());
+        store.close();
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(TAMSOLVIX_CLI), arguments);
+        EXPECT_TRUE(process.waitForFinished(60000));
+        out = process.readAllStandardOutput();
+        return {process.exitCode(), QString::fromUtf8(process.readAllStandardError())};
+    }
+    QByteArray out;
+
     static unsigned long long modemCalls() {
         VadapterCounts c{};
         vadapterCounts(c);
@@ -82,7 +112,9 @@ TEST_F(RealPort, ScanLineTestAndResetCharacterWorkThroughTheKernel) {
     EXPECT_EQ(rig.scan(), kBoardChips);
     // One call per line change and read: 256 x 43 line operations and the checks on opening.
     EXPECT_LE(modemCalls() - before, 11'100u);
+    EXPECT_EQ(rig.dialogs.repaints, 256); // the indicator is painted at every address
     EXPECT_EQ(rig.lineTest(), QStringLiteral("Line Probe OK !"));
+    EXPECT_EQ(rig.dialogs.shown.back().detail, QStringLiteral("Adapter: pseudo-terminal"));
     EXPECT_EQ(rig.port.adapterInfo().family, AdapterInfo::Family::PseudoTerminal);
 
     // An adapter that reads live needs no settle time. The reset character leaves at 2400 baud
@@ -125,6 +157,7 @@ TEST_F(RealPort, ACachedStatusIsReadRightOnlyAfterTheMeasuredSettleTime) {
     EXPECT_NE(stale.lineTest(), QStringLiteral("Line Probe OK !"));
 
     Rig settled(device, QStringLiteral("auto"), QStringLiteral("5"));
+    settled.dialogs.thenMessage(); // the measured settle time, once, at the first power-on
     for (int run = 0; run < 20; ++run) {
         EXPECT_EQ(settled.scan(), kBoardChips) << "run " << run;
         EXPECT_EQ(settled.lineTest(), QStringLiteral("Line Probe OK !")) << "run " << run;
@@ -134,7 +167,142 @@ TEST_F(RealPort, ACachedStatusIsReadRightOnlyAfterTheMeasuredSettleTime) {
     EXPECT_GE(measured->worst, std::chrono::microseconds(10)); // never before the lag
     EXPECT_EQ(settled.port.settleInEffect(), measured->settle);
     EXPECT_TRUE(settled.port.adapterNotes().contains(measured->summary()));
+    ASSERT_EQ(settled.dialogs.messages().count(QStringLiteral("Adapter: pseudo-terminal")), 1);
+    EXPECT_EQ(settled.dialogs.shown.front().detail, measured->summary());
     VadapterCounts c{};
     vadapterCounts(c);
     EXPECT_GE(c.minChangeGapNs, 5'000); // the minimum time per line change held
+}
+
+TEST_F(RealPort, BrolmetCliTellsTheAdapterAndTakesItsTimingFromOptionsOverSettings) {
+    const QString adapter = QStringLiteral("brolmet-cli: Adapter: pseudo-terminal\n");
+    const QString settled = QStringLiteral("brolmet-cli: DSR follows RTS at once");
+    const QString path = QStringLiteral("1=") + device;
+    // From the settings, then from the option over a bad stored value, which is named.
+    auto [status, err] = cli({QStringLiteral("--device"), path, QStringLiteral("probe")},
+                             "[Adapter]\nSettle=auto\n");
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(err.startsWith(adapter + settled)) << err.toStdString();
+    std::tie(status, err) = cli({QStringLiteral("--device"), path, QStringLiteral("--settle"),
+                                 QStringLiteral("auto"), QStringLiteral("probe")},
+                                "[Adapter]\nSettle=soon\nMinChange=3\n");
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(err.section(u'\n', 0, 0),
+              QStringLiteral("brolmet-cli: the setting Adapter/Settle 'soon' is not auto or "
+                             "whole microseconds from 0 to 1000000: 0 is used"));
+    EXPECT_TRUE(err.contains(adapter + settled));
+    // Without "auto" only the family; the simulated board has no adapter to tell.
+    std::tie(status, err) = cli({QStringLiteral("--device"), path, QStringLiteral("probe")});
+    EXPECT_TRUE(err.startsWith(adapter + QStringLiteral("Line Probe OK !"))) << err.toStdString();
+    std::tie(status, err) =
+        cli({QStringLiteral("--board"), QStringLiteral("sim"), QStringLiteral("--settle"),
+             QStringLiteral("auto"), QStringLiteral("probe")});
+    EXPECT_EQ(err.toStdString(), "Line Probe OK !\n");
+    for (const char* bad : {"--settle=soon", "--min-change=-1", "--settle=1.5"}) {
+        std::tie(status, err) = cli({QStringLiteral("--board"), QStringLiteral("sim"),
+                                     QLatin1String(bad), QStringLiteral("probe")});
+        EXPECT_EQ(status, 2) << bad;
+        EXPECT_TRUE(err.startsWith(QStringLiteral("brolmet-cli: bad --"))) << err.toStdString();
+    }
+    std::tie(status, err) =
+        cli({QStringLiteral("--device"), path, QStringLiteral("ports"), QStringLiteral("--json")});
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(QJsonDocument::fromJson(out).object().value(QStringLiteral("ports")).isArray());
+}
+
+TEST(AdapterActions, TheTimingDialogChangesOnlyOnAnswersThatFitAndIsKeptInItsOwnGroup) {
+    QTemporaryDir dir;
+    QSettings store(dir.filePath(QStringLiteral("s.ini")), QSettings::IniFormat);
+    SimulatedBoard board;
+    FrontPanel panel;
+    ScriptedDialogs dialogs;
+    Tester tester(panel, board, dialogs);
+    tester.startUp({});
+    tester.shutDown(store); // nothing chosen: no adapter group
+    EXPECT_FALSE(store.childGroups().contains(QStringLiteral("Adapter")));
+
+    const struct {
+        std::optional<const char*> settle, minChange; // nullopt: cancelled, or not asked
+        const char* after;                            // settle/minimum afterwards
+        bool refused;
+    } steps[] = {
+        {"auto", "7", "auto/7", false},         {std::nullopt, {}, "auto/7", false},
+        {"250", std::nullopt, "auto/7", false}, {"12x", {}, "auto/7", true},
+        {"250", "-3", "auto/7", true},          {" 250 ", "0", "250/0", false},
+    };
+    for (const auto& s : steps) {
+        dialogs.shown.clear();
+        dialogs.thenInput(s.settle ? std::optional(QLatin1String(*s.settle)) : std::nullopt);
+        if (s.settle && QLatin1String(*s.settle) != u"12x")
+            dialogs.thenInput(s.minChange ? std::optional(QLatin1String(*s.minChange))
+                                          : std::nullopt);
+        if (s.refused)
+            dialogs.thenMessage();
+        tester.adapter().Mset_adapter_Click();
+        const AdapterTiming& t = tester.adapter().timing();
+        EXPECT_EQ(t.settleText() + u'/' + t.minChangeText(), QLatin1String(s.after));
+        EXPECT_TRUE(dialogs.scriptUsedUp()) << s.after;
+        EXPECT_EQ(dialogs.shown.front().title, AdapterTexts::kTimingTitle);
+        EXPECT_EQ(dialogs.messages().size(), s.refused ? 1 : 0);
+    }
+    tester.shutDown(store);
+    EXPECT_EQ(store.value(QStringLiteral("Adapter/Settle")), QStringLiteral("250"));
+    EXPECT_EQ(store.value(QStringLiteral("Adapter/MinChange")), QStringLiteral("0"));
+    store.beginGroup(QStringLiteral("Setup"));
+    EXPECT_EQ(store.childKeys().size(), 5); // the five keys stay as they are
+    store.endGroup();
+    store.setValue(QStringLiteral("Adapter/MinChange"), QStringLiteral("5"));
+    EXPECT_EQ(AdapterTiming::readSettings(store).minChangeText(), QStringLiteral("5"));
+}
+
+TEST(AdapterInfo, ThePortListComesFromSysfsAloneWithThePortNumbersThatOpenEachDevice) {
+    QTemporaryDir root;
+    const QString sys = root.filePath(QStringLiteral("sys"));
+    const auto write = [](const QString& path, const QByteArray& text) {
+        QDir().mkpath(QFileInfo(path).path());
+        QFile f(path);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(text);
+    };
+    const auto link = [](const QString& target, const QString& name) {
+        QDir().mkpath(target);
+        QDir().mkpath(QFileInfo(name).path());
+        ASSERT_TRUE(QFile::link(target, name));
+    };
+    // An FTDI adapter: the tty's device below the USB interface, below the device with the ids.
+    const QString usb = sys + QStringLiteral("/devices/usb1/1-1");
+    for (const auto& [file, text] : {std::pair{"idVendor", "0403\n"},
+                                     {"idProduct", "6001\n"},
+                                     {"product", "FT232R USB UART\n"},
+                                     {"serial", "A50285BI"}})
+        write(usb + u'/' + QLatin1String(file), text);
+    link(usb + QStringLiteral("/1-1:1.0/ttyUSB0"),
+         sys + QStringLiteral("/class/tty/ttyUSB0/device"));
+    link(sys + QStringLiteral("/bus/drivers/ftdi_sio"),
+         usb + QStringLiteral("/1-1:1.0/ttyUSB0/driver"));
+    // A UART, a free UART slot (type 0) and a virtual console (no device).
+    for (const char* uart : {"ttyS0", "ttyS1"}) {
+        const QString tty = sys + QStringLiteral("/class/tty/") + QLatin1String(uart);
+        link(sys + QStringLiteral("/bus/drivers/serial8250"),
+             tty + QStringLiteral("/device/driver"));
+        write(tty + QStringLiteral("/type"), uart == std::string_view("ttyS0") ? "4\n" : "0\n");
+    }
+    QDir().mkpath(sys + QStringLiteral("/class/tty/tty0"));
+    const QString byId = root.filePath(QStringLiteral("by-id/usb-FTDI_FT232R_A50285BI-if00"));
+    QDir().mkpath(QFileInfo(byId).path());
+    ASSERT_TRUE(QFile::link(QStringLiteral("/dev/ttyUSB0"), byId));
+
+    PortDeviceMap map;
+    map.map(2, byId);
+    const SerialPortBackend port(map);
+    const auto listed =
+        AdapterTexts::listedPorts(AdapterInfo::listPorts(sys, QFileInfo(byId).path()), port);
+    ASSERT_EQ(listed.size(), 2u);
+    EXPECT_EQ(AdapterTexts::portLine(listed[0]),
+              QStringLiteral("/dev/ttyS0: built-in 16550 UART (serial8250), port 1"));
+    EXPECT_EQ(AdapterTexts::portLine(listed[1]),
+              QStringLiteral("/dev/ttyUSB0: FT232R USB UART, FTDI (ftdi_sio), USB 0403:6001, "
+                             "port 2\r\n    ") +
+                  byId);
+    EXPECT_EQ(listed[1].info.serialNumber, QStringLiteral("A50285BI"));
 }

@@ -19,11 +19,52 @@ void addTo(QCommandLineParser& parser) {
                                      "for port N, 1 to 4 (N=PATH); may be repeated. A bare name "
                                      "(ttyUSB0) is a device in /dev."),
                       QStringLiteral("PATH|N=PATH")});
+    parser.addOption({QStringLiteral("settle"),
+                      QStringLiteral("Before each read of CTS and DSR, wait until US "
+                                     "microseconds after the last line change (0: off), or "
+                                     "measure the time the adapter needs when the port opens "
+                                     "(auto). Needed on PL2303 and CH340 adapters."),
+                      QStringLiteral("auto|US")});
+    parser.addOption({QStringLiteral("min-change"),
+                      QStringLiteral("Keep line changes at least US microseconds apart (0: off; "
+                                     "5 keeps a fast built-in port within 100 kHz)."),
+                      QStringLiteral("US")});
 }
 
+namespace {
+
+// The settings' timing with the options over it; false and a message for a bad option.
+bool readTiming(const QCommandLineParser& parser, QSettings& settings, Backend& backend,
+                QString* error) {
+    backend.timing = AdapterTiming::readSettings(settings, &backend.settingsProblems);
+    const struct {
+        const char* option;
+        decltype(&AdapterTiming::withSettle) read;
+        QString rule;
+    } options[] = {{"settle", &AdapterTiming::withSettle, AdapterTiming::settleRule()},
+                   {"min-change", &AdapterTiming::withMinChange, AdapterTiming::minChangeRule()}};
+    for (const auto& o : options) {
+        const QString name = QLatin1String(o.option);
+        if (!parser.isSet(name))
+            continue;
+        const auto timing = o.read(backend.timing, parser.value(name));
+        if (!timing) {
+            *error = QStringLiteral("bad --%1 '%2' (%3)").arg(name, parser.value(name), o.rule);
+            return false;
+        }
+        backend.timing = *timing;
+    }
+    return true;
+}
+
+} // namespace
+
 Backend create(const QCommandLineParser& parser, QSettings& settings, QString* error) {
-    return create(parser.value(QStringLiteral("board")), parser.values(QStringLiteral("device")),
-                  settings, error);
+    Backend backend = create(parser.value(QStringLiteral("board")),
+                             parser.values(QStringLiteral("device")), settings, error);
+    if (backend.port && !readTiming(parser, settings, backend, error))
+        return {};
+    return backend;
 }
 
 Backend create(const QString& board, const QStringList& devices, QSettings& settings,

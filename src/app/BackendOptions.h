@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bus/AdapterTiming.h"
 #include "bus/PortBackend.h"
 
 #include <QString>
@@ -16,6 +17,8 @@ class SimulatedBoard;
 //   --board sim[:VARIANT]   the simulated adapter and test board (VARIANT: a fault)
 //   --device PATH           a real serial device for every port number
 //   --device N=PATH         a real serial device for port N (may be repeated)
+//   --settle auto|US        the adapter's settle time, --min-change US its minimum time per
+//                           line change (over the settings group "Adapter")
 // Without them, port n is the platform's n-th serial port (/dev/ttyS<n-1>, COM<n>), unless
 // the settings store maps it ("Devices/Port1" to "Devices/Port4").
 namespace BackendOptions {
@@ -24,6 +27,10 @@ namespace BackendOptions {
 struct Backend {
     std::unique_ptr<PortBackend> port; // nullptr after a bad option
     SimulatedBoard* board = nullptr;   // port itself, when it is the simulated board
+    // The adapter's timing from the settings and the options (for Tester::adapter()), and
+    // what could not be read from the settings (0 was taken instead).
+    AdapterTiming timing{};
+    QStringList settingsProblems{};
 };
 
 void addTo(QCommandLineParser& parser);

@@ -1,6 +1,7 @@
 // brolmet-cli: Tamsolvix without a window, for scripts and machines without a display.
 #include "actions/Tester.h"
 #include "app/BackendOptions.h"
+#include "app/CliPorts.h"
 #include "app/CliReport.h"
 #include "app/CliRun.h"
 #include "app/ConsoleDialogs.h"
@@ -116,11 +117,15 @@ void addOptions(QCommandLineParser& parser) {
         "  demo     power the adapter, show the idle levels and the status panels, power off\n"
         "  detect   try the 256 I2C address bytes and list the acknowledged ones\n"
         "  probe    the adapter's line test (exit status 1 when it fails)\n"
+        "  ports    list the machine's serial devices and the port numbers that open them\n"
+        "           (nothing is opened)\n"
         "  run FILE.scm [FILE2.scm ...]\n"
         "           load each command file as Open Commands does, switch the power on and run\n"
         "           it; then show the status panels, read-outs, indicator and cells\n\n"
         "An existing file is kept unless --force is given; a named pipe, a terminal or\n"
         "/dev/stdout is written in place. A file name that begins with '-' goes after '--'.\n\n"
+        "On a serial port, what is found about the adapter (its family, a warning, the\n"
+        "settle time measured) goes to standard error when the port opens.\n\n"
         "Exit status: 0 when no message box was shown, 1 when one was (probe: when the line\n"
         "test failed) or an output file could not be written, 2 for a usage error."));
     // "-dash.scm" is one unknown option, not seven.
@@ -133,14 +138,14 @@ void addOptions(QCommandLineParser& parser) {
                                      "output instead of text.")});
     CliRun::addOptions(parser);
     parser.addPositionalArgument(QStringLiteral("command"),
-                                 QStringLiteral("demo, detect, probe or run"));
+                                 QStringLiteral("demo, detect, probe, ports or run"));
     parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("run: command files"),
                                  QStringLiteral("[FILE.scm ...]"));
 }
 
 // What the command line asks for.
 struct Command {
-    QString name;                           // demo, detect, probe or run
+    QString name;                           // demo, detect, probe, ports or run
     std::optional<CliRun::Options> options; // run's
     bool json = false;
 };
@@ -149,9 +154,10 @@ struct Command {
 std::optional<Command> parseCommand(const QCommandLineParser& parser, QString* why) {
     QStringList args = parser.positionalArguments();
     const QStringList commands{QStringLiteral("demo"), QStringLiteral("detect"),
-                               QStringLiteral("probe"), QStringLiteral("run")};
+                               QStringLiteral("probe"), QStringLiteral("ports"),
+                               QStringLiteral("run")};
     if (args.isEmpty() || !commands.contains(args.front())) {
-        *why = QStringLiteral("expected a command (demo, detect, probe, run)");
+        *why = QStringLiteral("expected a command (demo, detect, probe, ports, run)");
         return std::nullopt;
     }
     Command command{args.takeFirst(), std::nullopt, parser.isSet(QStringLiteral("json"))};
@@ -246,9 +252,19 @@ int main(int argc, char** argv) {
     auto backend = BackendOptions::create(parser, *settings, &why);
     if (!backend.port)
         return usageError(why);
+    for (const QString& problem : backend.settingsProblems)
+        std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(problem));
+    if (command->name == u"ports")
+        return CliPorts::print(*backend.port, command->json, stdout);
     FrontPanel panel;
     ConsoleDialogs dialogs(stderr);
     Tester tester(panel, *backend.port, dialogs);
+    tester.adapter().setTiming(backend.timing);
+    if (!backend.board)
+        tester.adapter().setAnnouncer([](const QStringList& notes) {
+            for (const QString& note : notes)
+                std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(note));
+        });
     // As the window starts; the settings are never written back.
     tester.startUp(Tester::readSettings(*settings));
     return execute(*command, tester, dialogs, backend.board);

@@ -64,6 +64,7 @@ int main(int argc, char** argv) {
     FrontPanel panel;
     QtDialogs dialogs;
     Tester tester(panel, *backend.port, dialogs);
+    tester.adapter().setTiming(backend.timing);
     tester.startUp(Tester::readSettings(*settings));
 
     MainWindow window(panel, tester);
