@@ -1,6 +1,7 @@
 #pragma once
 
 #include "actions/DiagnosticActions.h"
+#include "actions/EepromActions.h"
 #include "actions/FileActions.h"
 #include "actions/ObservationActions.h"
 #include "actions/PowerActions.h"
@@ -40,6 +41,7 @@ public:
     DiagnosticActions& diagnostics() { return diagnostics_; }
     ObservationActions& observation() { return observation_; }
     FileActions& files() { return files_; }
+    EepromActions& eeprom() { return eeprom_; }
 
     // What they work on.
     FrontPanel& panel() { return bench_.panel; }
@@ -79,4 +81,5 @@ private:
     DiagnosticActions diagnostics_;
     ObservationActions observation_;
     FileActions files_;
+    EepromActions eeprom_;
 };
