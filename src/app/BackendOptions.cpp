@@ -19,11 +19,16 @@ void addTo(QCommandLineParser& parser) {
                                      "for port N, 1 to 4 (N=PATH); may be repeated. A bare name "
                                      "(ttyUSB0) is a device in /dev."),
                       QStringLiteral("PATH|N=PATH")});
+    SimBoardOptions::addTo(parser);
 }
 
 Backend create(const QCommandLineParser& parser, QSettings& settings, QString* error) {
-    return create(parser.value(QStringLiteral("board")), parser.values(QStringLiteral("device")),
-                  settings, error);
+    Backend backend = create(parser.value(QStringLiteral("board")),
+                             parser.values(QStringLiteral("device")), settings, error);
+    if (backend.port &&
+        !SimBoardOptions::apply(parser, backend.board, &backend.socket, &backend.simState, error))
+        return {};
+    return backend;
 }
 
 Backend create(const QString& board, const QStringList& devices, QSettings& settings,

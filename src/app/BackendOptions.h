@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/SimBoardOptions.h"
 #include "bus/PortBackend.h"
 
 #include <QString>
@@ -17,13 +18,16 @@ class SimulatedBoard;
 //   --device PATH           a real serial device for every port number
 //   --device N=PATH         a real serial device for port N (may be repeated)
 // Without them, port n is the platform's n-th serial port (/dev/ttyS<n-1>, COM<n>), unless
-// the settings store maps it ("Devices/Port1" to "Devices/Port4").
+// the settings store maps it ("Devices/Port1" to "Devices/Port4"). With --board sim, the
+// board's socket and state file (SimBoardOptions: --socket, --sim-state).
 namespace BackendOptions {
 
 // What stands behind the port.
 struct Backend {
     std::unique_ptr<PortBackend> port; // nullptr after a bad option
     SimulatedBoard* board = nullptr;   // port itself, when it is the simulated board
+    std::optional<SimBoardOptions::Socket> socket = std::nullopt; // --socket
+    QString simState = {};                                        // --sim-state
 };
 
 void addTo(QCommandLineParser& parser);
