@@ -7,6 +7,7 @@
 
 #include <array>
 
+class EepromWindow;
 class QAction;
 class QComboBox;
 class QLabel;
@@ -31,6 +32,8 @@ public:
     QAction* action(Ctl c) const { return actions_[static_cast<int>(c)]; }
     ObservationView* observation() const { return observation_; }
     QMenu* popupMenu() const { return popup_; }
+    // The EEPROM programmer's window, made when the menu item first opens it.
+    EepromWindow* eepromWindow() const { return eeprom_; }
 
 signals:
     // The window is closing (close box or "Exit"): the settings are written now.
@@ -67,5 +70,6 @@ private:
     std::array<QMenu*, FrontPanel::kControls> menus_{};
     ObservationView* observation_ = nullptr;
     QMenu* popup_ = nullptr;
+    EepromWindow* eeprom_ = nullptr;
     QSize fixedSize_;
 };
