@@ -11,6 +11,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <csignal>
 #include <cstdio>
 #include <unistd.h>
 
@@ -22,6 +23,14 @@ const QString kChip = QStringLiteral("chip");
 const QString kAddress = QStringLiteral("address");
 const QString kOrg = QStringLiteral("org");
 const QString kNoVerify = QStringLiteral("no-verify");
+
+// Ctrl-C (or a TERM) during the work cancels it at the next page, so the chip holds what the
+// message says and the simulated board's state file is still written.
+volatile std::sig_atomic_t interrupted = 0;
+
+extern "C" void interrupt(int) {
+    interrupted = 1;
+}
 
 struct Request {
     QString operation; // read, write, verify, erase
@@ -50,21 +59,24 @@ public:
             std::fprintf(stderr, "\r%*s\r", 60, "");
     }
     void show(const QString& what, int done, int total) {
-        if (!shown_ || total <= 0)
-            return;
+        const int percent =
+            total > 0 ? static_cast<int>(static_cast<long long>(done) * 100 / total) : 0;
+        if (!shown_ || total <= 0 || (drawn_ && percent == percent_))
+            return; // drawn again when the percentage moves
         const int width = 30;
-        const int filled = static_cast<int>(static_cast<long long>(done) * width / total);
+        const int filled = percent * width / 100;
         std::fprintf(stderr, "\r%-6s [%s%s] %3d%% %d/%d", qPrintable(what),
                      QByteArray(filled, '#').constData(),
-                     QByteArray(width - filled, '.').constData(),
-                     static_cast<int>(static_cast<long long>(done) * 100 / total), done, total);
+                     QByteArray(width - filled, '.').constData(), percent, done, total);
         std::fflush(stderr);
         drawn_ = true;
+        percent_ = percent;
     }
 
 private:
     bool shown_;
     bool drawn_ = false;
+    int percent_ = -1;
 };
 
 const char* outcomeName(Outcome outcome) {
@@ -141,10 +153,19 @@ int execute(const Request& r, Tester& tester, ConsoleDialogs& dialogs) {
 
     {
         ProgressBar bar;
-        const QString what = r.operation;
-        const auto connection =
-            QObject::connect(&eeprom, &EepromActions::progressed,
-                             [&bar, &what](int done, int total) { bar.show(what, done, total); });
+        QString what = r.operation;
+        int last = 0;
+        const auto onProgress = [&bar, &what, &last, &eeprom](int done, int total) {
+            if (done < last) // a write's read-back starts
+                what = QStringLiteral("verify");
+            last = done;
+            bar.show(what, done, total);
+            if (interrupted)
+                eeprom.Cancel();
+        };
+        const auto connection = QObject::connect(&eeprom, &EepromActions::progressed, onProgress);
+        const auto oldInt = std::signal(SIGINT, interrupt);
+        const auto oldTerm = std::signal(SIGTERM, interrupt);
         if (r.operation == u"read")
             result = eeprom.read(0, r.chip.size, &data);
         else if (r.operation == u"write")
@@ -153,6 +174,8 @@ int execute(const Request& r, Tester& tester, ConsoleDialogs& dialogs) {
             result = eeprom.verify(from, data);
         else
             result = eeprom.erase();
+        std::signal(SIGINT, oldInt);
+        std::signal(SIGTERM, oldTerm);
         QObject::disconnect(connection);
     }
     std::fflush(stdout);
@@ -162,6 +185,8 @@ int execute(const Request& r, Tester& tester, ConsoleDialogs& dialogs) {
         std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(why));
         written = false;
     }
+    if (result.outcome == Outcome::Cancelled)
+        std::fprintf(stderr, "%s\n", qPrintable(result.message));
     if (r.json) {
         std::fputs(QJsonDocument(report(r, result, from, dialogs)).toJson().constData(), stdout);
     } else if (result.ok()) {

@@ -65,7 +65,8 @@ void CliRun::addOptions(QCommandLineParser& parser) {
                                      "Save Commands would."),
                       QStringLiteral("OUT.scm")});
     parser.addOption({kForce, QStringLiteral("run: --bmp, --vcd and --save replace an existing "
-                                             "file (without it they keep the file and fail).")});
+                                             "file (without it they keep the file and fail); "
+                                             "eeprom read: its FILE too.")});
 }
 
 bool CliRun::anyOptionSet(const QCommandLineParser& parser) {

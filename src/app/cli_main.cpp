@@ -148,8 +148,11 @@ void addOptions(QCommandLineParser& parser) {
     parser.addPositionalArgument(
         QStringLiteral("command"),
         QStringLiteral("demo, detect, probe, run, eeprom, transfer or dump"));
-    parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("run: command files"),
-                                 QStringLiteral("[FILE.scm ...]"));
+    parser.addPositionalArgument(
+        QStringLiteral("arguments"),
+        QStringLiteral("run: command files; eeprom: the operation and FILE; transfer: the "
+                       "messages; dump: the address"),
+        QStringLiteral("[ARGUMENTS ...]"));
 }
 
 // What the command line asks for.
