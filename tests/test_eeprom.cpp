@@ -1,22 +1,31 @@
 // Whole-chip EEPROM work on the simulated board with the chip in the socket: the programmers
 // against the chip models (each written from the datasheets on its own), the files, and sigrok
-// as the independent judge of what went over the wires.
+// as the independent judge of what went over the wires; then the same work as the user does it,
+// in the EEPROM window (through its action group and its widgets) and with brolmet-cli.
+#include "actions/Tester.h"
 #include "bus/I2cBus.h"
 #include "bus/PortLines.h"
 #include "eeprom/EepromProgrammer.h"
 #include "files/EepromImage.h"
+#include "sim/Eeprom24c02.h"
 #include "sim/Eeprom24xx.h"
 #include "sim/Eeprom93c46.h"
 #include "sim/Eeprom93xx.h"
 #include "sim/SimulatedBoard.h"
 #include "sim/WireRecorder.h"
+#include "support/ScriptedDialogs.h"
 #include "support/SigrokCli.h"
+#include "ui/EepromWindow.h"
+#include "ui/MainWindow.h"
 
 #include <QFile>
 #include <QProcess>
+#include <QPushButton>
 #include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QTableView>
 #include <QTemporaryDir>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -63,6 +72,39 @@ struct Rig {
                           static_cast<qsizetype>(memory().size()));
     }
 };
+
+// The tester as the window drives it, with the socket of the simulated board.
+struct Programmer {
+    std::unique_ptr<SimulatedBoard> board = SimulatedBoard::fromVariant(QString());
+    FrontPanel panel;
+    ScriptedDialogs dialogs;
+    Tester tester{panel, *board, dialogs};
+    EepromActions& eeprom = tester.eeprom();
+
+    Programmer() {
+        tester.startUp({});
+        eeprom.setSocketHook(
+            [this](const std::optional<EepromChip>& chip, int address, QString* why) {
+                board->removeSocketChip();
+                return !chip ||
+                       board->addSocketChip(QLatin1StringView(chip->name), address, chip->org, why);
+            },
+            std::nullopt);
+    }
+};
+
+struct CliResult {
+    int status = -1;
+    QByteArray out, err;
+};
+
+CliResult runCli(const QStringList& arguments, const QString& folder) {
+    QProcess process;
+    process.setWorkingDirectory(folder);
+    process.start(QStringLiteral(TAMSOLVIX_CLI), arguments);
+    EXPECT_TRUE(process.waitForFinished(60000));
+    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+}
 
 #define SKIP_WITHOUT_SIGROK()                                                                      \
     if (SigrokCli::program().isEmpty())                                                            \
@@ -367,4 +409,172 @@ TEST(Eeprom, SigrokDecodesTheFileOnTheWiresOfA24cxxAndA93cxx) {
             EXPECT_EQ(writtenWords, words);
         }
     }
+}
+
+TEST(EepromWindow, ReadVerifyWriteAndCancelThroughTheActionGroup) {
+    Programmer p;
+    // The adapter on in Microwire mode: the work on a 24Cxx switches it off and keeps the mode.
+    p.tester.setup().Mset_micro_Click();
+    p.tester.power().TogglePower();
+    ASSERT_TRUE(p.eeprom.PlugSocket(EepromChip::find(u"24C16")));
+    EXPECT_EQ(p.eeprom.buffer().size(), 2048);
+    std::vector<std::uint8_t>& chip = p.board->socket24xx()->memory();
+    const QByteArray data = randomBytes(2048, 9);
+    std::copy(data.begin(), data.end(), chip.begin());
+    EXPECT_TRUE(p.eeprom.Read().ok());
+    EXPECT_EQ(p.eeprom.buffer(), data);
+    EXPECT_FALSE(p.tester.powerOn());
+    EXPECT_TRUE(p.panel.isChecked(Ctl::Mset_micro));
+    EXPECT_TRUE(p.tester.analysisOn());
+
+    // An edited byte: verify stops there, in a message box; Write asks first.
+    p.eeprom.setByte(0x123, data[0x123] ^ 1);
+    p.dialogs.thenMessage().thenMessage(Dialogs::Answer::No).thenMessage(Dialogs::Answer::Yes);
+    EepromResult r = p.eeprom.Verify();
+    EXPECT_EQ(r.firstDifference, 0x123);
+    EXPECT_EQ(p.dialogs.messages(), QStringList{r.message});
+    EXPECT_EQ(p.eeprom.Write(true).outcome, Outcome::Cancelled);
+    EXPECT_EQ(chip[0x123], static_cast<std::uint8_t>(data[0x123]));
+    r = p.eeprom.Write(true);
+    EXPECT_EQ(r.message.toStdString(),
+              "Wrote 2048 bytes into the 24C16 at 0xA0 and verified them.");
+    EXPECT_EQ(chip[0x123], static_cast<std::uint8_t>(data[0x123] ^ 1));
+
+    // Cancel after the third page of a read; work started meanwhile is refused. The buffer
+    // keeps what it had.
+    int pages = 0;
+    EepromResult nested;
+    p.dialogs.duringYield = [&] {
+        if (++pages == 3) {
+            nested = p.eeprom.Verify();
+            p.eeprom.Cancel();
+        }
+    };
+    p.eeprom.setByte(0, 0x5A);
+    r = p.eeprom.Read();
+    EXPECT_EQ(r.outcome, Outcome::Cancelled);
+    EXPECT_EQ(r.bytes, 48);
+    EXPECT_EQ(nested.outcome, Outcome::Busy);
+    EXPECT_EQ(p.eeprom.buffer()[0], 0x5A);
+    p.dialogs.duringYield = nullptr;
+
+    // Through a HEX file and back; a 93Cxx in the socket takes the board's one.
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("chip.hex"));
+    p.dialogs.thenSaveFile(path).thenOpenFile(path).thenMessage().thenOpenFile(path);
+    ASSERT_TRUE(p.eeprom.SaveFile());
+    const QByteArray saved = p.eeprom.buffer();
+    ASSERT_TRUE(p.eeprom.PlugSocket(EepromChip::find(u"93C46", 16)));
+    EXPECT_EQ(p.eeprom.chipText(), QStringLiteral("93C46 x16"));
+    EXPECT_FALSE(p.eeprom.LoadFile()); // 2048 bytes do not fit a 93C46
+    EXPECT_TRUE(p.dialogs.messages().last().contains(u"outside the chip (128 bytes)"));
+    ASSERT_TRUE(p.eeprom.PlugSocket(EepromChip::find(u"24C16")));
+    ASSERT_TRUE(p.eeprom.LoadFile());
+    EXPECT_EQ(p.eeprom.buffer(), saved);
+    EXPECT_TRUE(p.dialogs.scriptUsedUp());
+}
+
+TEST(EepromWindow, OpensFromTheMenuShowsTheChipAndHoldsInputBackButCancel) {
+    Programmer p;
+    MainWindow main(p.panel, p.tester);
+    main.show();
+    main.action(Ctl::Anal_eeprom)->trigger();
+    EepromWindow* window = main.eepromWindow();
+    ASSERT_TRUE(window && window->isVisible());
+    ASSERT_TRUE(window->socketBox());
+    p.board->eeprom24c02()->memory()[0x11] = 'T';
+    const auto buttons = window->findChildren<QPushButton*>();
+    QPushButton* read = buttons.front();
+    ASSERT_EQ(read->text(), QStringLiteral("&Read"));
+    QTest::mouseClick(read, Qt::LeftButton);
+    EXPECT_EQ(window->hexView()->model()->index(1, 1).data().toString(), QStringLiteral("54"));
+    EXPECT_EQ(window->hexView()->model()->index(1, 16).data().toString(),
+              QStringLiteral(".T") + QString(14, u'.'));
+
+    // During the work, the main window's Power button does nothing; Cancel stops it.
+    int pages = 0;
+    p.dialogs.duringYield = [&] {
+        if (++pages == 2) {
+            QTest::mouseClick(main.widget(Ctl::PowerG), Qt::LeftButton);
+            QTest::mouseClick(window->cancelButton(), Qt::LeftButton);
+        }
+    };
+    QTest::mouseClick(read, Qt::LeftButton);
+    EXPECT_EQ(p.eeprom.lastResult().outcome, Outcome::Cancelled);
+    EXPECT_FALSE(p.tester.powerOn());
+    EXPECT_TRUE(read->isEnabled());
+    EXPECT_FALSE(window->cancelButton()->isEnabled());
+}
+
+TEST(EepromCli, CommandsOnTheSimulatedBoardKeepTheirChipsInTheStateFile) {
+    QTemporaryDir dir;
+    const QByteArray data = randomBytes(3000, 10);
+    QString why;
+    ASSERT_TRUE(EepromImage::save(dir.filePath(QStringLiteral("in.hex")), data, 0x100, &why));
+    ASSERT_TRUE(
+        EepromImage::save(dir.filePath(QStringLiteral("zero.bin")), QByteArray(16, 0), 0, &why));
+    QFile bad(dir.filePath(QStringLiteral("bad.state")));
+    ASSERT_TRUE(bad.open(QIODevice::WriteOnly) && bad.write("garbage\n") == 8);
+    bad.close();
+    const QStringList sim{"--board", "sim"};
+    const QStringList socket = sim + QStringList{"--socket", "24c64", "--sim-state", "s1"};
+    const QStringList board = sim + QStringList{"--sim-state", "s2"};
+    const QStringList chip{"--chip", "24c64"};
+    struct Case {
+        QStringList arguments;
+        int status;
+        const char* out;
+        const char* err;
+    };
+    for (const Case& c : std::initializer_list<Case>{
+             {socket + QStringList{"eeprom", "write", "in.hex"} + chip, 0,
+              "Wrote 3000 bytes into the 24C64 at 0xA0 and verified them.", ""},
+             {socket + QStringList{"eeprom", "verify", "in.hex"} + chip, 0,
+              "The 24C64 at 0xA0 holds the data: 3000 bytes verified.", ""},
+             {socket + QStringList{"eeprom", "read", "out.bin"} + chip, 0, "Read 8192 bytes", ""},
+             {socket + QStringList{"eeprom", "read", "out.bin"} + chip, 1, "",
+              "'out.bin' is exist ! Overwrite ?"},
+             {socket + QStringList{"--json", "eeprom", "verify", "zero.bin"} + chip, 1,
+              "\"first_difference\": {\n        \"address\": 0,\n        \"chip\": 255",
+              "Verify failed at 0x0000: the chip holds 0xFF, the data 0x00."},
+             {socket + QStringList{"eeprom", "erase"} + chip, 0, "Erased the 24C64 at 0xA0", ""},
+             {socket + QStringList{"eeprom", "verify", "in.hex"} + chip, 1, "",
+              "Verify failed at 0x0100"},
+             {sim + QStringList{"--socket", "93c56:16", "eeprom", "write", "--chip", "93c56",
+                                "--org", "16", "--no-verify", "zero.bin"},
+              0, "Wrote 16 bytes into the 93C56 x16.", ""},
+             {sim + QStringList{"eeprom", "read", "--chip", "24c02", "--address", "0xA4", "x.bin"},
+              1, "", "The 24C02 at 0xA4 does not acknowledge its address"},
+             {board + QStringList{"transfer", "w3@0x50", "0x10", "0x54", "0x61"}, 0, "", ""},
+             {board + QStringList{"transfer", "w4@0x50", "0x20", "0x41+"}, 0, "", ""},
+             {board + QStringList{"transfer", "w1@0x50", "0x10", "r2"}, 0, "0x54 0x61\n", ""},
+             {board + QStringList{"dump", "0x50"}, 0,
+              "10: 54 61 ff ff ff ff ff ff ff ff ff ff ff ff ff ff    Ta..............\n"
+              "20: 41 42 43 ff",
+              ""},
+             {sim + QStringList{"transfer", "w1@0x51", "0x00"}, 1, "",
+              "message 1 of 1 (w1@0x51) was not acknowledged: its address"},
+             {sim + QStringList{"transfer", "r2@0x50", "w2", "0"}, 2, "",
+              "'w2' needs 2 data bytes"},
+             {sim + QStringList{"transfer", "r2"}, 2, "", "the first message needs one"},
+             {sim + QStringList{"dump", "0x80"}, 2, "", "dump needs one 7-bit address"},
+             {sim + QStringList{"eeprom", "read"} + chip, 2, "", "eeprom read needs one file"},
+             {sim + QStringList{"eeprom", "erase", "--org", "16"} + chip, 2, "", "--org takes 8"},
+             {sim + QStringList{"eeprom", "erase", "--chip", "24c03"}, 2, "",
+              "needs --chip: 24c01"},
+             {sim + QStringList{"detect", "--address", "0xA0"}, 2, "", "belong to eeprom"},
+             {QStringList{"--socket", "24c02", "detect"}, 2, "", "belong to --board sim"},
+             {sim + QStringList{"--sim-state", "bad.state", "detect"}, 2, "",
+              "bad.state, line 1: not a simulated board's state"},
+         }) {
+        SCOPED_TRACE(c.arguments.join(u' ').toStdString());
+        const CliResult r = runCli(c.arguments, dir.path());
+        EXPECT_EQ(r.status, c.status);
+        EXPECT_TRUE(r.out.contains(c.out)) << r.out.constData();
+        EXPECT_TRUE(r.err.contains(c.err)) << r.err.constData();
+    }
+    QFile out(dir.filePath(QStringLiteral("out.bin")));
+    ASSERT_TRUE(out.open(QIODevice::ReadOnly));
+    EXPECT_EQ(out.readAll(), QByteArray(256, static_cast<char>(0xFF)) + data +
+                                 QByteArray(8192 - 3256, static_cast<char>(0xFF)));
 }

@@ -30,7 +30,8 @@ QString flagText(bool on) {
 Tester::Tester(FrontPanel& panel, PortBackend& port, Dialogs& dialogs)
     : bench_(panel, port, dialogs), power_(bench_), setup_(bench_, power_), runs_(bench_, power_),
       diagnostics_(bench_, power_, runs_), observation_(bench_, power_),
-      files_(bench_, power_, setup_, runs_), adapter_(bench_, power_) {
+      files_(bench_, power_, setup_, runs_), adapter_(bench_, power_),
+      eeprom_(bench_, power_, runs_) {
     connect(&bench_.timer, &QTimer::timeout, this, [this] { runs_.Timer_Timer(); });
     connect(&bench_.panel, &FrontPanel::changed, this, [this](Ctl c) {
         // The Stop rule follows every change of the first three cells of either row.

@@ -2,6 +2,7 @@
 
 #include "actions/AdapterActions.h"
 #include "actions/DiagnosticActions.h"
+#include "actions/EepromActions.h"
 #include "actions/FileActions.h"
 #include "actions/ObservationActions.h"
 #include "actions/PowerActions.h"
@@ -42,6 +43,7 @@ public:
     ObservationActions& observation() { return observation_; }
     FileActions& files() { return files_; }
     AdapterActions& adapter() { return adapter_; }
+    EepromActions& eeprom() { return eeprom_; }
 
     // What they work on.
     FrontPanel& panel() { return bench_.panel; }
@@ -83,4 +85,5 @@ private:
     ObservationActions observation_;
     FileActions files_;
     AdapterActions adapter_;
+    EepromActions eeprom_;
 };

@@ -29,6 +29,7 @@ void addTo(QCommandLineParser& parser) {
                       QStringLiteral("Keep line changes at least US microseconds apart (0: off; "
                                      "5 keeps a fast built-in port within 100 kHz)."),
                       QStringLiteral("US")});
+    SimBoardOptions::addTo(parser);
 }
 
 namespace {
@@ -62,7 +63,9 @@ bool readTiming(const QCommandLineParser& parser, QSettings& settings, Backend& 
 Backend create(const QCommandLineParser& parser, QSettings& settings, QString* error) {
     Backend backend = create(parser.value(QStringLiteral("board")),
                              parser.values(QStringLiteral("device")), settings, error);
-    if (backend.port && !readTiming(parser, settings, backend, error))
+    if (backend.port &&
+        (!readTiming(parser, settings, backend, error) ||
+         !SimBoardOptions::apply(parser, backend.board, &backend.socket, &backend.simState, error)))
         return {};
     return backend;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/SimBoardOptions.h"
 #include "bus/AdapterTiming.h"
 #include "bus/PortBackend.h"
 
@@ -20,7 +21,8 @@ class SimulatedBoard;
 //   --settle auto|US        the adapter's settle time, --min-change US its minimum time per
 //                           line change (over the settings group "Adapter")
 // Without them, port n is the platform's n-th serial port (/dev/ttyS<n-1>, COM<n>), unless
-// the settings store maps it ("Devices/Port1" to "Devices/Port4").
+// the settings store maps it ("Devices/Port1" to "Devices/Port4"). With --board sim, the
+// board's socket and state file (SimBoardOptions: --socket, --sim-state).
 namespace BackendOptions {
 
 // What stands behind the port.
@@ -31,6 +33,8 @@ struct Backend {
     // what could not be read from the settings (0 was taken instead).
     AdapterTiming timing{};
     QStringList settingsProblems{};
+    std::optional<SimBoardOptions::Socket> socket = std::nullopt; // --socket
+    QString simState = {};                                        // --sim-state
 };
 
 void addTo(QCommandLineParser& parser);

@@ -65,7 +65,8 @@ void CliRun::addOptions(QCommandLineParser& parser) {
                                      "Save Commands would."),
                       QStringLiteral("OUT.scm")});
     parser.addOption({kForce, QStringLiteral("run: --bmp, --vcd and --save replace an existing "
-                                             "file (without it they keep the file and fail).")});
+                                             "file (without it they keep the file and fail); "
+                                             "eeprom read: its FILE too.")});
 }
 
 bool CliRun::anyOptionSet(const QCommandLineParser& parser) {
@@ -149,12 +150,12 @@ bool CliRun::load(const QString& path) {
     return tester_.files().Mfile_open_Click();
 }
 
-bool CliRun::mayReplace(const QString& path, bool force) {
+bool CliRun::mayReplace(Dialogs& dialogs, const QString& path, bool force) {
     if (force || saveTarget(path) != SaveTarget::File)
         return true;
-    return dialogs_.message(FileTexts::overwriteQuestion(QFileInfo(path).fileName()),
-                            Dialogs::Buttons::YesNo, Dialogs::Icon::Question,
-                            QString()) == Dialogs::Answer::Yes;
+    return dialogs.message(FileTexts::overwriteQuestion(QFileInfo(path).fileName()),
+                           Dialogs::Buttons::YesNo, Dialogs::Icon::Question,
+                           QString()) == Dialogs::Answer::Yes;
 }
 
 bool CliRun::writeOutputs(const Options& options) {
@@ -162,7 +163,7 @@ bool CliRun::writeOutputs(const Options& options) {
     bool ok = true;
     QString why;
     if (!options.bmp.isEmpty()) {
-        if (!mayReplace(options.bmp, options.force))
+        if (!mayReplace(dialogs_, options.bmp, options.force))
             ok = false;
         else if (saveBitmap(tester_.trace().image(), options.bmp, Streams::Write, &why) != 0)
             ok = cannotWrite(options.bmp, why);
@@ -172,7 +173,7 @@ bool CliRun::writeOutputs(const Options& options) {
         if (log.empty()) {
             std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(FileTexts::kNoLineEvents));
             ok = false;
-        } else if (!mayReplace(options.vcd, options.force)) {
+        } else if (!mayReplace(dialogs_, options.vcd, options.force)) {
             ok = false;
         } else if (saveWith(
                        options.vcd,
@@ -188,7 +189,7 @@ bool CliRun::writeOutputs(const Options& options) {
     if (!options.save.isEmpty()) {
         const CommandFile file = tester_.files().commandFile(QFileInfo(options.save).fileName());
         const QString problem = file.saveProblem();
-        if (!mayReplace(options.save, options.force)) {
+        if (!mayReplace(dialogs_, options.save, options.force)) {
             ok = false;
         } else if (!problem.isEmpty()) {
             std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(problem));

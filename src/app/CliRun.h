@@ -7,6 +7,7 @@
 #include <optional>
 
 class ConsoleDialogs;
+class Dialogs;
 class QCommandLineParser;
 class Tester;
 
@@ -45,13 +46,15 @@ public:
     // terminal or a standard stream (/dev/stdout) is written in place.
     bool execute(const Options& options);
 
+    // Whether path may be written: true with force or when it is no regular file that
+    // exists; otherwise the window's question whether to overwrite it is shown (and answered
+    // No by the command-line tool). Also for brolmet-cli's other outputs.
+    static bool mayReplace(Dialogs& dialogs, const QString& path, bool force);
+
 private:
     // Loads path as "Open Commands" does; false when it did not load (a message was shown).
     bool load(const QString& path);
     bool writeOutputs(const Options& options);
-    // Whether path may be written: true unless it is a file that exists and the question
-    // whether to overwrite it is answered No.
-    bool mayReplace(const QString& path, bool force);
 
     Tester& tester_;
     ConsoleDialogs& dialogs_;

@@ -1,6 +1,7 @@
 // brolmet-cli: Tamsolvix without a window, for scripts and machines without a display.
 #include "actions/Tester.h"
 #include "app/BackendOptions.h"
+#include "app/CliEeprom.h"
 #include "app/CliPorts.h"
 #include "app/CliReport.h"
 #include "app/CliRun.h"
@@ -121,13 +122,24 @@ void addOptions(QCommandLineParser& parser) {
         "           (nothing is opened)\n"
         "  run FILE.scm [FILE2.scm ...]\n"
         "           load each command file as Open Commands does, switch the power on and run\n"
-        "           it; then show the status panels, read-outs, indicator and cells\n\n"
+        "           it; then show the status panels, read-outs, indicator and cells\n"
+        "  eeprom read|write|verify|erase --chip CHIP [--address 0xA0] [--org 8|16] [FILE]\n"
+        "           a whole serial EEPROM into FILE, FILE into it (read back unless\n"
+        "           --no-verify), chip against FILE, or every byte 0xFF; FILE: .hex Intel HEX,\n"
+        "           .txt a hex dump (read only), anything else binary\n"
+        "  transfer MESSAGE...\n"
+        "           one combined I2C transfer as i2ctransfer types it: w2@0x50 0x00 0x10 r4@0x50\n"
+        "           (7-bit addresses); the bytes read are printed in hex\n"
+        "  dump ADDRESS\n"
+        "           the 256 bytes of the device at a 7-bit address as a table\n\n"
         "An existing file is kept unless --force is given; a named pipe, a terminal or\n"
         "/dev/stdout is written in place. A file name that begins with '-' goes after '--'.\n\n"
         "On a serial port, what is found about the adapter (its family, a warning, the\n"
         "settle time measured) goes to standard error when the port opens.\n\n"
         "Exit status: 0 when no message box was shown, 1 when one was (probe: when the line\n"
-        "test failed) or an output file could not be written, 2 for a usage error."));
+        "test failed) or an output file could not be written (eeprom, transfer, dump: when\n"
+        "the chip did not answer, a verify failed or a file could not be read or written),\n"
+        "2 for a usage error."));
     // "-dash.scm" is one unknown option, not seven.
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     parser.addHelpOption();
@@ -137,10 +149,15 @@ void addOptions(QCommandLineParser& parser) {
                       QStringLiteral("Print one JSON object with the whole state on standard "
                                      "output instead of text.")});
     CliRun::addOptions(parser);
-    parser.addPositionalArgument(QStringLiteral("command"),
-                                 QStringLiteral("demo, detect, probe, ports or run"));
-    parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("run: command files"),
-                                 QStringLiteral("[FILE.scm ...]"));
+    CliEeprom::addOptions(parser);
+    parser.addPositionalArgument(
+        QStringLiteral("command"),
+        QStringLiteral("demo, detect, probe, ports, run, eeprom, transfer or dump"));
+    parser.addPositionalArgument(
+        QStringLiteral("arguments"),
+        QStringLiteral("run: command files; eeprom: the operation and FILE; transfer: the "
+                       "messages; dump: the address"),
+        QStringLiteral("[ARGUMENTS ...]"));
 }
 
 // What the command line asks for.
@@ -148,20 +165,29 @@ struct Command {
     QString name;                           // demo, detect, probe, ports or run
     std::optional<CliRun::Options> options; // run's
     bool json = false;
+    CliEeprom::Tool tool; // eeprom, transfer, dump
 };
 
 // The command and its arguments; nothing and the reason for a usage error.
 std::optional<Command> parseCommand(const QCommandLineParser& parser, QString* why) {
     QStringList args = parser.positionalArguments();
-    const QStringList commands{QStringLiteral("demo"), QStringLiteral("detect"),
-                               QStringLiteral("probe"), QStringLiteral("ports"),
-                               QStringLiteral("run")};
+    const QStringList commands =
+        QStringList{QStringLiteral("demo"), QStringLiteral("detect"), QStringLiteral("probe"),
+                    QStringLiteral("ports"), QStringLiteral("run")} +
+        CliEeprom::commands();
     if (args.isEmpty() || !commands.contains(args.front())) {
-        *why = QStringLiteral("expected a command (demo, detect, probe, ports, run)");
+        *why = QStringLiteral("expected a command (%1)").arg(commands.join(u", "));
         return std::nullopt;
     }
-    Command command{args.takeFirst(), std::nullopt, parser.isSet(QStringLiteral("json"))};
-    if (command.name == u"run") {
+    Command command{args.takeFirst(), std::nullopt, parser.isSet(QStringLiteral("json")), {}};
+    if (CliEeprom::commands().contains(command.name)) {
+        command.tool = CliEeprom::parse(parser, command.name, args, command.json, why);
+        if (!command.tool)
+            return std::nullopt;
+    } else if (CliEeprom::anyOptionSet(parser)) {
+        *why = QStringLiteral("--chip, --address, --org and --no-verify belong to eeprom");
+        return std::nullopt;
+    } else if (command.name == u"run") {
         command.options = CliRun::parse(parser, args, why);
         if (!command.options)
             return std::nullopt;
@@ -267,5 +293,11 @@ int main(int argc, char** argv) {
         });
     // As the window starts; the settings are never written back.
     tester.startUp(Tester::readSettings(*settings));
-    return execute(*command, tester, dialogs, backend.board);
+    int status = command->tool ? command->tool(tester, dialogs)
+                               : execute(*command, tester, dialogs, backend.board);
+    if (!SimBoardOptions::saveState(backend.board, backend.simState, &why)) {
+        std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(why));
+        status = std::max(status, 1);
+    }
+    return status;
 }

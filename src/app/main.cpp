@@ -66,6 +66,16 @@ int main(int argc, char** argv) {
     Tester tester(panel, *backend.port, dialogs);
     tester.adapter().setTiming(backend.timing);
     tester.startUp(Tester::readSettings(*settings));
+    if (backend.board) { // the EEPROM window offers the socket
+        tester.eeprom().setSocketHook(
+            [board = backend.board](const std::optional<EepromChip>& chip, int address,
+                                    QString* why) {
+                return SimBoardOptions::plug(*board, chip, address, why);
+            },
+            backend.socket ? std::optional(backend.socket->chip) : std::nullopt);
+        if (backend.socket)
+            tester.eeprom().setAddress(backend.socket->addressByte);
+    }
 
     MainWindow window(panel, tester);
     QObject::connect(&window, &MainWindow::closing, &tester,
@@ -81,5 +91,10 @@ int main(int argc, char** argv) {
                            : parser.positionalArguments();
     if (const auto path = FileAssociation::commandFilePath(fileArguments))
         tester.files().loadAtStartUp(*path);
-    return app.exec();
+    const int status = app.exec();
+    if (!SimBoardOptions::saveState(backend.board, backend.simState, &error)) {
+        std::fprintf(stderr, "brolmet: %s\n", qPrintable(error));
+        return 1;
+    }
+    return status;
 }

@@ -59,3 +59,18 @@ int I2cBus::readByte(bool acknowledge) {
         sendOne();
     return value;
 }
+
+int I2cBus::readSequentialByte(bool acknowledge) {
+    lines_.dataHigh(); // released for the device's bits
+    int value = 0;
+    for (int bit = 0; bit < 8; ++bit) {
+        lines_.clockHigh();
+        value = value * 2 + (lines_.readData() ? 1 : 0);
+        lines_.clockLow();
+    }
+    if (acknowledge)
+        lines_.dataLow();
+    lines_.clockHigh();
+    lines_.clockLow();
+    return value;
+}

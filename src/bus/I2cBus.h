@@ -29,6 +29,14 @@ public:
     bool writeByte(int value);
     // Reads eight bits, then acknowledges (a 0 bit: more to come) or not (a 1 bit: the last).
     int readByte(bool acknowledge);
+    // One byte of a sequential read (the bytes after a read address, read in a row) with the
+    // fewest line operations the bus allows: data released once (it is low after the master's
+    // acknowledge of the byte before), then for each bit clock high, sample, clock low; then
+    // the acknowledge (data low: more to come) or not (data stays high: the last) in a ninth
+    // clock. 28 line operations, 27 for the last byte, where readByte, which releases data and
+    // lowers the clock again before every bit, takes 44. Starts and leaves the clock low, as
+    // the acknowledge of the read address and every byte's ninth clock leave it.
+    int readSequentialByte(bool acknowledge);
 
 private:
     PortLines& lines_;

@@ -22,7 +22,8 @@ struct EepromResult {
         WriteCycleTimeout, // a write cycle did not end within the chip's maximum
         WindowTooShort,    // a 93Cxx command did not fit into one chip select window
         BadRange,          // the range lies outside the chip
-        PortClosed
+        PortClosed,
+        Busy // another bus action was under way: nothing was done (EepromActions)
     };
 
     Outcome outcome = Outcome::Done;

@@ -46,21 +46,6 @@ EepromResult I2cEepromProgrammer::noAcknowledge(const QString& what, int bytes) 
                    QStringLiteral("The %1 does not acknowledge %2.").arg(chipText(), what), bytes);
 }
 
-int I2cEepromProgrammer::readByte(bool acknowledge) {
-    lines_.dataHigh(); // released for the chip's bits (after an acknowledge it is low)
-    int value = 0;
-    for (int bit = 0; bit < 8; ++bit) {
-        lines_.clockHigh();
-        value = value * 2 + (lines_.readData() ? 1 : 0);
-        lines_.clockLow();
-    }
-    if (acknowledge)
-        lines_.dataLow();
-    lines_.clockHigh();
-    lines_.clockLow();
-    return value;
-}
-
 EepromResult I2cEepromProgrammer::readRange(int from, int count, QByteArray* out,
                                             const Progress& progress) {
     const int end = from + count;
@@ -82,12 +67,13 @@ EepromResult I2cEepromProgrammer::readRange(int from, int count, QByteArray* out
             return noAcknowledge(QStringLiteral("its read address"), at - from);
         while (at < segmentEnd) {
             const bool last = at + 1 == segmentEnd;
-            out->append(static_cast<char>(readByte(!last)));
+            out->append(static_cast<char>(bus_.readSequentialByte(!last)));
             ++at;
             if ((at % chip_.pageSize == 0 || last) && at < end &&
                 !goOn(progress, at - from, count)) {
                 if (!last)
-                    readByte(false); // the chip sends on after an acknowledge: end it
+                    bus_.readSequentialByte(
+                        false); // the chip sends on after an acknowledge: end it
                 bus_.stop();
                 return failure(Outcome::Cancelled, QString(), at - from);
             }

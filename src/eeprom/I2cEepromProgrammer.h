@@ -6,12 +6,13 @@
 // A 24Cxx on the I2C bus.
 //
 // Reading: a random read (the word address written, a repeated start, the read address) and
-// one sequential read, restarted at each 256-byte block of a 24C04 to 24C16, whose block is
-// part of the device address. Writing: one page write per page (never across a page, where
-// the chip would wrap), each followed by acknowledge polling until the chip answers again or
-// the datasheet's maximum write cycle time has passed on the port's clock; the acknowledged
-// poll goes on as the next page's write. Before the first page (and before a read) the chip
-// gets the same time to answer, as it may still be busy with a write from before.
+// one sequential read (I2cBus::readSequentialByte), restarted at each 256-byte block of a
+// 24C04 to 24C16, whose block is part of the device address. Writing: one page write per
+// page (never across a page, where the chip would wrap), each followed by acknowledge
+// polling until the chip answers again or the datasheet's maximum write cycle time has
+// passed on the port's clock; the acknowledged poll goes on as the next page's write. Before
+// the first page (and before a read) the chip gets the same time to answer, as it may still
+// be busy with a write from before.
 class I2cEepromProgrammer : public EepromProgrammer {
 public:
     I2cEepromProgrammer(const EepromChip& chip, PortLines& lines, const Options& options);
@@ -28,12 +29,6 @@ private:
     // or the write cycle time has passed (false: the bus is stopped).
     bool waitForAcknowledge(int device);
     bool sendWordAddress(int address);
-    // One byte of a sequential read with the fewest line operations the bus allows: data
-    // released once, each bit clock high, sample, clock low, then the acknowledge (data low)
-    // or not (data stays high) in a ninth clock. 28 line operations (27 for the last byte)
-    // where I2cBus::readByte, which releases data and lowers the clock again before every
-    // bit, takes 44. Leaves the clock low.
-    int readByte(bool acknowledge);
     EepromResult noAcknowledge(const QString& what, int bytes);
 
     I2cBus bus_;

@@ -223,7 +223,8 @@ QByteArray EepromImage::dump(const QByteArray& bytes, int from) {
     return out + QByteArray::number(from + bytes.size(), 16).rightJustified(8, '0') + '\n';
 }
 
-bool EepromImage::save(const QString& path, const QByteArray& bytes, int from, QString* whyNot) {
+bool EepromImage::save(const QString& path, const QByteArray& bytes, int from, QString* whyNot,
+                       Streams streams) {
     QByteArray content;
     switch (formatOf(path)) {
     case Format::Binary:
@@ -236,7 +237,7 @@ bool EepromImage::save(const QString& path, const QByteArray& bytes, int from, Q
         content = dump(bytes, from);
         break;
     }
-    if (const int error = saveWhole(path, content)) {
+    if (const int error = saveWhole(path, content, streams)) {
         if (whyNot)
             *whyNot = QStringLiteral("cannot write %1: %2 (error %3)")
                           .arg(path, saveProblem(error))

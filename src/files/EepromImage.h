@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/SafeSave.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -37,6 +39,8 @@ public:
     static QByteArray dump(const QByteArray& bytes, int from = 0);
     // Writes bytes (from address from) in the format of the extension, beside the file and
     // renamed over it only when every byte is written: a failed save leaves the file as it
-    // was. False with a one-line reason.
-    static bool save(const QString& path, const QByteArray& bytes, int from, QString* whyNot);
+    // was. False with a one-line reason. A named pipe or a standard stream (/dev/stdout) is
+    // written in place only when streams says so.
+    static bool save(const QString& path, const QByteArray& bytes, int from, QString* whyNot,
+                     Streams streams = Streams::Refuse);
 };

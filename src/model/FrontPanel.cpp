@@ -69,6 +69,7 @@ constexpr Design kDesign[] = {
     {Ctl::Mset_Device, "&Device Detect", ""},
     {Ctl::Anal_vcd, "Export Observation to &VCD", ""},
     {Ctl::Anal_exp, "Exp&lanation", ""},
+    {Ctl::Anal_eeprom, "&EEPROM Programmer...", ""},
     {Ctl::Rep1, "a", ""},
     {Ctl::Rep_Clear, "Clear", ""},
     {Ctl::Rep_export, "Export to Bitmap", ""},

@@ -26,7 +26,7 @@
     X(Mfile) X(Mfile_open) X(Mfile_save) X(Fexport) X(Mfile_about) X(Mfile_exit)                   \
     X(Msetup) X(Mset_micro) X(Mset_start) X(Mset_reset) X(Mset_asoc) X(Mset_Test) X(Mset_timer)    \
     X(Mset_port) X(Mset_adapter) X(Mset_devices)                                                   \
-    X(Anal) X(Anal_be) X(Mset_Device) X(Anal_vcd) X(Anal_exp)                                      \
+    X(Anal) X(Anal_be) X(Mset_Device) X(Anal_vcd) X(Anal_exp) X(Anal_eeprom)                       \
     X(Rep1) X(Rep_Clear) X(Rep_export) X(Rep_exp)                                                  \
     /* status bar panels 1 to 11 */                                                                \
     X(Panel1) X(Panel2) X(Panel3) X(Panel4) X(Panel5) X(Panel6) X(Panel7) X(Panel8) X(Panel9)      \

@@ -59,6 +59,18 @@ bool SimulatedBoard::addSocketChip(const QString& name, int i2cAddressByte, int 
     return fail(QStringLiteral("no chip %1 for the socket (%2)").arg(name, names.join(u", ")));
 }
 
+void SimulatedBoard::removeSocketChip() {
+    const SimDevice* socket =
+        socket24xx_ ? static_cast<const SimDevice*>(socket24xx_) : socket93xx_;
+    socket24xx_ = nullptr;
+    socket93xx_ = nullptr;
+    std::erase_if(devices_, [socket](const auto& d) { return d.get() == socket; });
+    for (auto& chip : offBus_)
+        devices_.push_back(std::move(chip));
+    offBus_.clear();
+    settle(nowNs_, true);
+}
+
 std::vector<EepromStateFile::Slot> SimulatedBoard::eepromSlots() const {
     std::vector<EepromStateFile::Slot> chips;
     if (eeprom24c02_)

@@ -112,6 +112,9 @@ public:
     // with a one-line reason, for an unknown part, a wrong address or organisation, or a
     // socket that is taken.
     bool addSocketChip(const QString& name, int i2cAddressByte, int org, QString* whyNot);
+    // Takes the socket's chip out (its contents are gone) and puts the board's chip it
+    // replaced back on the bus. Nothing happens to a board with an empty socket.
+    void removeSocketChip();
     Eeprom24xx* socket24xx() const { return socket24xx_; }
     Eeprom93xx* socket93xx() const { return socket93xx_; }
     // The contents of every EEPROM of the board in a file (see EepromStateFile). Loading

@@ -2,6 +2,7 @@
 
 #include "actions/Tester.h"
 #include "files/ProgramIcons.h"
+#include "ui/EepromWindow.h"
 #include "ui/ReadoutBox.h"
 
 #include <QAction>
@@ -88,6 +89,13 @@ void MainWindow::connectActions() {
     onClick(Ctl::Mfile_open, [this] { tester_.files().Mfile_open_Click(); });
     onClick(Ctl::Mfile_save, [this] { tester_.files().Mfile_save_Click(); });
     onClick(Ctl::Mset_asoc, [this] { tester_.files().Mset_asoc_Click(); });
+    onClick(Ctl::Anal_eeprom, [this] {
+        if (!eeprom_)
+            eeprom_ = new EepromWindow(tester_, this);
+        eeprom_->show();
+        eeprom_->raise();
+        eeprom_->activateWindow();
+    });
 }
 
 void MainWindow::repaintIndicator() {

@@ -7,6 +7,7 @@
 
 #include <array>
 
+class EepromWindow;
 class QAction;
 class QComboBox;
 class QLabel;
@@ -33,6 +34,8 @@ public:
     QMenu* popupMenu() const { return popup_; }
     // Paints the indicator and its number now, without the event loop (a long scan).
     void repaintIndicator();
+    // The EEPROM programmer's window, made when the menu item first opens it.
+    EepromWindow* eepromWindow() const { return eeprom_; }
 
 signals:
     // The window is closing (close box or "Exit"): the settings are written now.
@@ -69,5 +72,6 @@ private:
     std::array<QMenu*, FrontPanel::kControls> menus_{};
     ObservationView* observation_ = nullptr;
     QMenu* popup_ = nullptr;
+    EepromWindow* eeprom_ = nullptr;
     QSize fixedSize_;
 };

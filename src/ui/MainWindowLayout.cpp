@@ -254,6 +254,8 @@ void MainWindow::buildMenus() {
     makeAction(analyse, Ctl::Anal_vcd);
     analyse->addSeparator();
     makeAction(analyse, Ctl::Anal_exp);
+    analyse->addSeparator();
+    makeAction(analyse, Ctl::Anal_eeprom);
 
     // Rep1: the picture's pop-up menu, not in the menu bar.
     popup_ = new QMenu(this);
