@@ -2,7 +2,6 @@
 
 #include "model/Dialogs.h"
 
-#include <QString>
 #include <QStringList>
 
 #include <deque>
@@ -21,25 +20,30 @@ public:
     };
     struct Shown {
         Kind kind;
-        QString text; // message text, input prompt
-        QString title;
-        QString defaultText;
-        QString detail;
+        QString text, title, defaultText, detail; // text: message, prompt or filter
         Buttons buttons = Buttons::Ok;
         Icon icon = Icon::None;
     };
 
     // The next dialog of this kind gets this answer (nullopt: cancelled).
-    ScriptedDialogs& thenInput(std::optional<QString> answer);
-    ScriptedDialogs& thenMessage(Answer answer = Answer::Ok);
-    ScriptedDialogs& thenOpenFile(std::optional<QString> path);
-    ScriptedDialogs& thenSaveFile(std::optional<QString> path);
+    ScriptedDialogs& thenInput(std::optional<QString> a) { return then(Kind::Input, a); }
+    ScriptedDialogs& thenOpenFile(std::optional<QString> a) { return then(Kind::OpenFile, a); }
+    ScriptedDialogs& thenSaveFile(std::optional<QString> a) { return then(Kind::SaveFile, a); }
+    ScriptedDialogs& thenMessage(Answer answer = Answer::Ok) {
+        return then(Kind::Message, {}, answer);
+    }
 
     Answer message(const QString& text, Buttons buttons, Icon icon, const QString& detail) override;
     std::optional<QString> input(const QString& prompt, const QString& title,
-                                 const QString& defaultText) override;
-    std::optional<QString> openFile(const QString& filter, const QString& name) override;
-    std::optional<QString> saveFile(const QString& filter, const QString& name) override;
+                                 const QString& defaultText) override {
+        return ask({Kind::Input, prompt, title, defaultText, {}}).text;
+    }
+    std::optional<QString> openFile(const QString& filter, const QString& name) override {
+        return ask({Kind::OpenFile, filter, {}, name, {}}).text;
+    }
+    std::optional<QString> saveFile(const QString& filter, const QString& name) override {
+        return ask({Kind::SaveFile, filter, {}, name, {}}).text;
+    }
     void showExplanation() override { ++explanations; }
     void beep() override { ++beeps; }
     void yieldToUi() override {
@@ -54,21 +58,26 @@ public:
 
     // What happens while the program yields, or while a message box is open (a timer tick
     // or a click arriving then).
-    std::function<void()> duringYield;
-    std::function<void()> duringMessage;
-
+    std::function<void()> duringYield, duringMessage;
     std::vector<Shown> shown;
-    int beeps = 0;
-    int explanations = 0;
-    int yields = 0;
+    int beeps = 0, explanations = 0, yields = 0;
 
 private:
     struct Step {
         Kind kind;
         std::optional<QString> text;
         Answer answer = Answer::Ok;
+        bool expected = true;
     };
-    std::optional<Step> next(Kind kind, const QString& what);
-
+    ScriptedDialogs& then(Kind kind, std::optional<QString> text, Answer answer = Answer::Ok) {
+        script_.push_back({kind, std::move(text), answer});
+        return *this;
+    }
+    // Records the dialog and takes the script's next step, which must be of its kind.
+    Step ask(const Shown& dialog) {
+        shown.push_back(dialog);
+        return take(dialog);
+    }
+    Step take(const Shown& dialog);
     std::deque<Step> script_;
 };
