@@ -94,8 +94,7 @@ TEST_F(CliTest, UsageErrorsExitWithTwoAndPrintNothingAndHelpWithZero) {
          "unknown option '-dash.scm' (a file name that begins with '-' "
          "goes after '--': run -- -dash.scm)"},
         {{"--device", "5=/tmp/x", "demo"},
-         "bad --device '5=/tmp/x' (PATH, or N=PATH with N from 1 to 4)"},
-    };
+         "bad --device '5=/tmp/x' (PATH, or N=PATH with N from 1 to 4)"}};
     for (const auto& [arguments, why] : wrong) {
         const CliResult r = runCli(arguments, arguments.contains("--device") ? QString() : "sim");
         EXPECT_EQ(r.status, 2) << qPrintable(arguments.join(u' '));

@@ -20,7 +20,13 @@ inline void PrintTo(const QString& s, std::ostream* os) {
     *os << '"' << s.toStdString() << '"';
 }
 
-struct Rig {
+// A scratch folder.
+struct Scratch {
+    QTemporaryDir dir;
+    QString path(const char* name) const { return dir.filePath(QString::fromUtf8(name)); }
+};
+
+struct Rig : Scratch {
     // variant: "bare" for the adapter with nothing on the bus, "" for the test board with its
     // chips, or one of the board's fault variants.
     explicit Rig(const char* variant = "bare", const Tester::StartSettings& settings = {}) {
@@ -40,13 +46,11 @@ struct Rig {
     QString cell(int sequence, int k) const { return panel.text(FrontPanel::cell(sequence, k)); }
     // The cells of a sequence, "Stop" after the texts given.
     void cells(int sequence, const QStringList& texts);
-    QString path(const char* name) const { return dir.filePath(QString::fromUtf8(name)); }
 
     FrontPanel panel;
     ScriptedDialogs dialogs;
     std::unique_ptr<SimulatedBoard> board;
     std::unique_ptr<Tester> tester;
-    QTemporaryDir dir;
 };
 
 // A test on a Rig; every scripted answer must have been asked for.
