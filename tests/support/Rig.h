@@ -43,6 +43,11 @@ struct Rig : Scratch {
     FileActions& files() { return tester->files(); }
 
     QString bar(int n) const { return panel.text(FrontPanel::panel(n)); } // status panel n
+    // The controls' texts, joined by "|".
+    QString texts(std::initializer_list<Ctl> controls) const;
+    // "ON" or "OFF" as the Power button says, "open" or "closed" as the port is, and
+    // "analysing" while analysis is on.
+    QString state() const;
     QString cell(int sequence, int k) const { return panel.text(FrontPanel::cell(sequence, k)); }
     // The cells of a sequence, "Stop" after the texts given.
     void cells(int sequence, const QStringList& texts);
