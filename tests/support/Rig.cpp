@@ -38,17 +38,6 @@ bool writeFile(const QString& path, const QByteArray& bytes) {
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
-std::vector<int> WireLog::bitsOnRisingClock() const {
-    std::vector<int> bits;
-    bool clock = false;
-    for (const auto& [dtr, rts] : levels) {
-        if (rts && !clock)
-            bits.push_back(dtr ? 1 : 0);
-        clock = rts;
-    }
-    return bits;
-}
-
 // clang-format off
 const std::vector<StartState> kStartState = {
     {Ctl::Fo, "I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"}, {Ctl::Panel2, "Sequence 1: Stop"},

@@ -88,18 +88,6 @@ private:
     int readByte_;
 };
 
-// Every level of DTR and RTS after each change of the wires, for checking bit patterns.
-class WireLog : public SimDevice {
-public:
-    void wiresChanged(const BoardWires& w, std::uint64_t) override {
-        levels.emplace_back(w.dtr, w.rts);
-    }
-    bool pullsDataLow() const override { return false; }
-    // The data bits written on the rising clock edges.
-    std::vector<int> bitsOnRisingClock() const;
-    std::vector<std::pair<bool, bool>> levels; // (dtr, rts)
-};
-
 // The run's message texts as the user reads them, written out here once so that a test notices
 // when the program's own copy changes.
 inline const QString kI2cBadConstant =
