@@ -67,7 +67,7 @@ TEST_F(LinesTest, OpeningRaisesTheLinesOfTheModeAndLeavesAnOpenPortAsItIs) {
     trace.s.clear();
     ASSERT_TRUE(lines.openPortMicrowire()); // data high, clock low, through the line operations
     EXPECT_TRUE(board.wires().dtr && !board.wires().rts);
-    EXPECT_EQ(trace.s, QStringLiteral("Dc"));
+    EXPECT_EQ(trace.s, u"Dc"_s);
 }
 
 TEST_F(LinesTest, EachLineOperationIsOnePortCallAndIsRecordedOnlyWhileAnalysisIsOn) {
@@ -81,7 +81,7 @@ TEST_F(LinesTest, EachLineOperationIsOnePortCallAndIsRecordedOnlyWhileAnalysisIs
         lines.clockHigh();
         lines.dataHigh();
         EXPECT_EQ(board.portCalls() - calls, 5u);
-        EXPECT_EQ(trace.s, analysis ? QStringLiteral("dcdCD") : QString());
+        EXPECT_EQ(trace.s, analysis ? u"dcdCD"_s : QString());
     }
 }
 
@@ -94,10 +94,10 @@ TEST_F(LinesTest, AnI2cByteWriteReadsTheAcknowledgeWhileTheNinthClockIsHigh) {
     lines.setAnalysisOn(true);
     i2c.start();
     EXPECT_TRUE(i2c.writeByte(0xA0));
-    EXPECT_EQ(trace.s, QStringLiteral("DCd"
-                                      "cDCccdCccDCccdCc"
-                                      "cdCccdCccdCccdCc"
-                                      "DcCdc"));
+    EXPECT_EQ(trace.s, u"DCd"
+                       "cDCccdCccDCccdCc"
+                       "cdCccdCccdCccdCc"
+                       "DcCdc"_s);
 }
 
 TEST_F(LinesTest, TheDataLineIsOpenDrainAndAClosedPortReadsReleased) {
@@ -129,17 +129,17 @@ TEST_F(LinesTest, MicrowireBitsAndBytesGoOutMostSignificantFirstAndEndHigh) {
     bus.readBit();
     bus.resetPulse(9);
     bus.end();
-    EXPECT_EQ(trace.s, QStringLiteral("cDC"
-                                      "cdCD"
-                                      "cDC"
-                                      "cdCD"
-                                      "cdCD"
-                                      "cDC"
-                                      "cdCD"
-                                      "cDC"
-                                      "cDC"
-                                      "DCd"
-                                      "CDCD"));
+    EXPECT_EQ(trace.s, u"cDC"
+                       "cdCD"
+                       "cDC"
+                       "cdCD"
+                       "cdCD"
+                       "cDC"
+                       "cdCD"
+                       "cDC"
+                       "cDC"
+                       "DCd"
+                       "CDCD"_s);
     EXPECT_EQ(board.portCalls() - calls, 1u + static_cast<unsigned>(trace.s.size()));
     EXPECT_EQ(board.sentCharacters(), (std::vector<std::uint8_t>{0xFF}));
     EXPECT_EQ(yields, 1);
@@ -149,7 +149,7 @@ TEST(SimulatedBoard, TheResetCharacterIsAUartFrameOnTxdAndAPulseOnChipSelect) {
     QString pulses; // 1 + the leading ones of the character, in bit times
     for (const int character : {0xFF, 0xFE, 0xC0, 0x80, 0x00, 0x7F})
         pulses += QString::number(SimulatedBoard::resetPulseBits(std::uint8_t(character)));
-    EXPECT_EQ(pulses, QStringLiteral("983211"));
+    EXPECT_EQ(pulses, u"983211"_s);
     EXPECT_EQ(b(9), 3'750'000u);
     EXPECT_EQ(b(1), 416'667u);
 
@@ -220,23 +220,22 @@ TEST(WireRecorder, FollowsClockDataAndDsrAndWritesThemAsAValueChangeDump) {
 }
 
 TEST(PortDeviceMap, MapsPortNumbersToDevicesFromOptionsThenSettingsThenThePlatform) {
-    EXPECT_TRUE(PortDeviceMap::platformDefault(1).endsWith(QStringLiteral("S0")) ||
+    EXPECT_TRUE(PortDeviceMap::platformDefault(1).endsWith(u"S0"_s) ||
                 PortDeviceMap::platformDefault(1) == u"COM1");
     PortDeviceMap single, all;
     for (const char* wrong : {"x=/dev/a", "2=", "", "0=/tmp/a", "5=/tmp/a"}) // ports 1 to 4
         EXPECT_FALSE(single.applyOption(QLatin1String(wrong))) << wrong;
     // A bare name is the device of that name in /dev, and every message names that path.
-    EXPECT_TRUE(single.applyOption(QStringLiteral("2=/dev/serial/by-id/usb")) &&
-                single.applyOption(QStringLiteral("4=ttyUSB7")) &&
-                all.applyOption(QStringLiteral("./adapter")));
+    EXPECT_TRUE(single.applyOption(u"2=/dev/serial/by-id/usb"_s) &&
+                single.applyOption(u"4=ttyUSB7"_s) && all.applyOption(u"./adapter"_s));
     EXPECT_EQ(QStringList({single.deviceFor(2), single.deviceFor(4), all.deviceFor(4)}),
               QStringList({"/dev/serial/by-id/usb", "/dev/ttyUSB7", "./adapter"}));
     EXPECT_EQ(single.deviceFor(3), PortDeviceMap::platformDefault(3));
     Scratch scratch;
     QSettings settings(scratch.path("s.ini"), QSettings::IniFormat);
-    settings.setValue(QStringLiteral("Devices/Port1"), QStringLiteral("/tmp/from-settings"));
-    settings.setValue(QStringLiteral("Devices/Port2"), QStringLiteral("/tmp/also-settings"));
+    settings.setValue(u"Devices/Port1"_s, u"/tmp/from-settings"_s);
+    settings.setValue(u"Devices/Port2"_s, u"/tmp/also-settings"_s);
     single.readSettings(settings);
     EXPECT_EQ(single.deviceFor(1) + ' ' + single.deviceFor(2),
-              QStringLiteral("/tmp/from-settings /dev/serial/by-id/usb"));
+              u"/tmp/from-settings /dev/serial/by-id/usb"_s);
 }

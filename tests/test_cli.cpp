@@ -40,7 +40,7 @@ CliResult runCli(QStringList arguments, rlim_t limit = 0) {
         arguments = QStringList{"--board", "sim"} + arguments;
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.remove(QStringLiteral("XDG_RUNTIME_DIR"));
+    environment.remove(u"XDG_RUNTIME_DIR"_s);
     process.setProcessEnvironment(environment);
     process.setChildProcessModifier([limit] {
         if (limit == 0)
@@ -72,9 +72,9 @@ struct CliTest : ::testing::Test, Scratch {
 
 TEST_F(CliTest, UsageErrorsExitWithTwoAndPrintNothingAndHelpWithZero) {
     const QString f = commandFile("a.scm", {"&hA0"});
-    const QString command = QStringLiteral("expected a command (demo, detect, probe, run)");
-    const QString runs = QStringLiteral(
-        "--sequence, --repeat, --slider, --bmp, --vcd, --save and --force belong to run");
+    const QString command = u"expected a command (demo, detect, probe, run)"_s;
+    const QString runs =
+        u"--sequence, --repeat, --slider, --bmp, --vcd, --save and --force belong to run"_s;
     // clang-format off
     const std::pair<QStringList, QString> wrong[] = {
         {{"frobnicate"}, command}, {{}, command},
@@ -98,8 +98,7 @@ TEST_F(CliTest, UsageErrorsExitWithTwoAndPrintNothingAndHelpWithZero) {
     }
     // A name that is not UTF-8 is said to be one, not "is NOT exist !".
     QProcess shell;
-    shell.start(QStringLiteral("/bin/sh"),
-                {"-c", "\"$0\" run \"$(printf 'x\\377.scm')\"", TAMSOLVIX_CLI});
+    shell.start(u"/bin/sh"_s, {"-c", "\"$0\" run \"$(printf 'x\\377.scm')\"", TAMSOLVIX_CLI});
     ASSERT_TRUE(shell.waitForFinished(60000));
     EXPECT_EQ(shell.exitCode(), 2);
     EXPECT_TRUE(shell.readAllStandardError().contains("'x\\xFF.scm' is not valid UTF-8"));
@@ -136,13 +135,12 @@ TEST_F(CliTest, JsonHasTheWholeStateForEveryCommandAndProbeItsExitStatus) {
                       messages +
                       "mode=s note=s option=s panels=a11 panels_enabled=a11 power=b title=s");
         EXPECT_EQ(
-            QStringList({r["panels"][1].toString(), r["cells"][QStringLiteral("C1")].toString(),
+            QStringList({r["panels"][1].toString(), r["cells"][u"C1"_s].toString(),
                          r["mode"].toString(), r["option"].toString(), r["title"].toString()}),
             QStringList({"Sequence 1: Stop", "Stop", "I2C", "Off",
                          "I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"}));
-        EXPECT_TRUE(r["panels_enabled"][0].isBool() &&
-                    r["cells_enabled"][QStringLiteral("C1")].toBool());
-        EXPECT_FALSE(r["cells_enabled"][QStringLiteral("C2")].toBool());
+        EXPECT_TRUE(r["panels_enabled"][0].isBool() && r["cells_enabled"][u"C1"_s].toBool());
+        EXPECT_FALSE(r["cells_enabled"][u"C2"_s].toBool());
     }
     // The device scan's list as numbers, the same bytes as its hex list.
     const CliResult scan = runCli({"detect", "--json"});
@@ -235,16 +233,16 @@ TEST_F(CliTest, SaveWritesTheSetUpUnderItsOwnNameBmpThePictureAndVcdTheLineEvent
 
 TEST_F(CliTest, StartsFromTheSettingsAndLeavesThemAlone) {
     const QString store =
-        QDir(qEnvironmentVariable("XDG_CONFIG_HOME")).filePath(QStringLiteral("Pellucor.conf"));
+        QDir(qEnvironmentVariable("XDG_CONFIG_HOME")).filePath(u"Pellucor.conf"_s);
     {
         QSettings settings(store, QSettings::IniFormat);
-        settings.setValue(QStringLiteral("Setup/Microwire"), QStringLiteral("1"));
-        settings.setValue(QStringLiteral("Setup/Port"), QStringLiteral("2"));
+        settings.setValue(u"Setup/Microwire"_s, u"1"_s);
+        settings.setValue(u"Setup/Port"_s, u"2"_s);
     }
     const QByteArray before = contents(store);
     const CliResult r = runCli({"demo", "--json"});
-    EXPECT_EQ(r["mode"].toString(), QStringLiteral("Microwire"));
-    EXPECT_EQ(r["panels"][0].toString(), QStringLiteral("Port: 2"));
+    EXPECT_EQ(r["mode"].toString(), u"Microwire"_s);
+    EXPECT_EQ(r["panels"][0].toString(), u"Port: 2"_s);
     EXPECT_EQ(contents(store), before);
     QFile::remove(store);
 }

@@ -181,21 +181,20 @@ TEST_F(ObservationTest, ExportSwitchesOffAndSavesTheStripAsABitmapAfterAsking) {
     dialogs.thenSaveFile(bmp);
     observation().ExportObservation();
     EXPECT_FALSE(tester->powerOn());
-    EXPECT_EQ(dialogs.shown[0].defaultText, QStringLiteral("No Title.bmp"));
-    EXPECT_EQ(dialogs.shown[0].text,
-              QStringLiteral("BitMap Pictures (*.bmp)|*.bmp|All Files (*.*)|*.*"));
+    EXPECT_EQ(dialogs.shown[0].defaultText, u"No Title.bmp"_s);
+    EXPECT_EQ(dialogs.shown[0].text, u"BitMap Pictures (*.bmp)|*.bmp|All Files (*.*)|*.*"_s);
     QImageReader reader(bmp);
     EXPECT_EQ(reader.format(), "bmp");
     EXPECT_EQ(reader.read().convertToFormat(QImage::Format_RGB32), tester->trace().image());
     QProcess identify;
-    identify.start(QStandardPaths::findExecutable(QStringLiteral("identify")), {bmp});
+    identify.start(QStandardPaths::findExecutable(u"identify"_s), {bmp});
     ASSERT_TRUE(identify.waitForFinished(10000)) << "ImageMagick's identify: scripts/setup.sh";
     EXPECT_TRUE(identify.readAllStandardOutput().contains("BMP3 533x37"));
 
     ASSERT_TRUE(writeFile(path("kept.bmp"), "precious"));
     dialogs.thenSaveFile(path("kept.bmp")).thenMessage(Dialogs::Answer::No);
     observation().ExportObservation();
-    EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("'kept.bmp' is exist ! Overwrite ?"));
+    EXPECT_EQ(dialogs.shown.back().text, u"'kept.bmp' is exist ! Overwrite ?"_s);
     EXPECT_EQ(dialogs.shown.back().buttons, Dialogs::Buttons::YesNo);
     EXPECT_EQ(dialogs.shown.back().icon, Dialogs::Icon::Question);
     EXPECT_EQ(contents(path("kept.bmp")), QByteArray("precious"));
@@ -205,10 +204,10 @@ TEST_F(ObservationTest, ExportSwitchesOffAndSavesTheStripAsABitmapAfterAsking) {
 
     dialogs.thenSaveFile(path("no/such/folder/x.bmp")).thenMessage();
     observation().ExportObservation();
-    EXPECT_EQ(dialogs.messages().last(), QStringLiteral("Hiba: 76"));
+    EXPECT_EQ(dialogs.messages().last(), u"Hiba: 76"_s);
     dialogs.thenSaveFile(dir.path()).thenMessage(Dialogs::Answer::Yes).thenMessage();
     observation().ExportObservation(); // a folder by the chosen name
-    EXPECT_TRUE(dialogs.messages().last().startsWith(QStringLiteral("Hiba: ")));
+    EXPECT_TRUE(dialogs.messages().last().startsWith(u"Hiba: "_s));
 }
 
 TEST_F(RigTest, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
@@ -234,7 +233,7 @@ TEST_F(RigTest, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
     board->setRecorder(&recorder);
     runs().Go2_Click();
     board->setRecorder(nullptr);
-    ASSERT_EQ(panel.text(Ctl::Hex1), QStringLiteral("41 42 "));
+    ASSERT_EQ(panel.text(Ctl::Hex1), u"41 42 "_s);
     dialogs.thenSaveFile(path("read.vcd"));
     observation().ExportObservationVcd();
     ASSERT_TRUE(recorder.writeVcd(path("wires.vcd")));
@@ -243,8 +242,7 @@ TEST_F(RigTest, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
         SigrokCli::decode(path("wires.vcd"), SigrokCli::kI2c, SigrokCli::kI2cAnnotations);
     EXPECT_EQ(SigrokCli::decode(path("read.vcd"), SigrokCli::kI2c, SigrokCli::kI2cAnnotations),
               wires);
-    EXPECT_TRUE(wires.contains(QStringLiteral("Data read: 41")) &&
-                wires.contains(QStringLiteral("Data read: 42")));
+    EXPECT_TRUE(wires.contains(u"Data read: 41"_s) && wires.contains(u"Data read: 42"_s));
     // Real times from the run's start, also after a pause: the board's port calls are 10 us
     // apart, and the start condition's fall of the data line is the run's third.
     const QByteArray vcd = contents(path("read.vcd"));
@@ -260,9 +258,9 @@ TEST_F(RigTest, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
         saveWith(path("reset.vcd"),
                  [&](QIODevice& out) { return writeObservationVcd(tester->lineEvents(), out); }),
         0);
-    EXPECT_EQ(SigrokCli::decode(path("reset.vcd"), QStringLiteral("uart:rx=txd:baudrate=2400"),
-                                QStringLiteral("uart=rx-data")),
-              QStringList{QStringLiteral("FF")});
+    EXPECT_EQ(
+        SigrokCli::decode(path("reset.vcd"), u"uart:rx=txd:baudrate=2400"_s, u"uart=rx-data"_s),
+        QStringList{u"FF"_s});
 }
 
 TEST(LineEventLog, GivesBackEveryEventInOrderAndKeepsAtMostItsLimit) {
@@ -282,10 +280,9 @@ TEST(LineEventLog, GivesBackEveryEventInOrderAndKeepsAtMostItsLimit) {
     QStringList read;
     LineEventLog::Reader reader(log);
     for (LineEventLog::Event e{}; reader.next(e);)
-        read << QStringLiteral("%1%2@%3").arg(int(e.signal)).arg(e.level ? 'H' : 'L').arg(e.atNs);
-    EXPECT_EQ(read.join(u' '), QStringLiteral("1L@1000 0L@11000 2H@21000 3L@21000 3H@437667 "
-                                              "3L@2104333 3H@3771000 1H@31000 2L@%1 1L@%1 1H@%1")
-                                   .arg(far));
+        read << u"%1%2@%3"_s.arg(int(e.signal)).arg(e.level ? 'H' : 'L').arg(e.atNs);
+    EXPECT_EQ(read.join(u' '), u"1L@1000 0L@11000 2H@21000 3L@21000 3H@437667 "
+                               "3L@2104333 3H@3771000 1H@31000 2L@%1 1L@%1 1H@%1"_s.arg(far));
 
     // A full log counts what it leaves out, and the dump says so.
     LineEventLog full(10);
@@ -323,12 +320,12 @@ TEST_F(RigTest, NothingToExportIsSaidAndAnExistingFileIsOnlyReplacedWhenTheUserS
     ASSERT_TRUE(writeFile(path("keep.vcd"), "mine"));
     dialogs.thenSaveFile(path("keep.vcd")).thenMessage(Dialogs::Answer::No);
     observation().ExportObservationVcd();
-    EXPECT_EQ(dialogs.shown[dialogs.shown.size() - 2].defaultText, QStringLiteral("No Title.vcd"));
-    EXPECT_EQ(dialogs.messages().last(), QStringLiteral("'keep.vcd' is exist ! Overwrite ?"));
+    EXPECT_EQ(dialogs.shown[dialogs.shown.size() - 2].defaultText, u"No Title.vcd"_s);
+    EXPECT_EQ(dialogs.messages().last(), u"'keep.vcd' is exist ! Overwrite ?"_s);
     EXPECT_EQ(contents(path("keep.vcd")), QByteArray("mine"));
     // A folder that is not there: a message naming the file, and nothing else written.
     dialogs.thenSaveFile(path("missing/run.vcd")).thenMessage();
     observation().ExportObservationVcd();
-    EXPECT_TRUE(dialogs.messages().last().contains(QStringLiteral("run.vcd")));
+    EXPECT_TRUE(dialogs.messages().last().contains(u"run.vcd"_s));
     EXPECT_FALSE(QFile::exists(path("missing")));
 }

@@ -57,29 +57,27 @@ TEST(CommandCells, KindsConstantsAndByteTexts) {
     // clang-format on
     for (const auto& [text, value] : constants)
         EXPECT_EQ(CommandCells::constantValue(QLatin1String(text)).value_or(-1), value) << text;
-    EXPECT_EQ(CommandCells::HexByteText(QStringLiteral("5")) +
-                  CommandCells::HexByteText(QStringLiteral("1F")),
-              QStringLiteral("051F"));
+    EXPECT_EQ(CommandCells::HexByteText(u"5"_s) + CommandCells::HexByteText(u"1F"_s), u"051F"_s);
     for (const auto& [shown, text] : {std::pair{" 5", "005"}, {" 42", "042"}, {" 200", "200"}})
         EXPECT_EQ(CommandCells::DecByteText(QLatin1String(shown)), QLatin1String(text));
 }
 
 TEST_F(RunTest, TheStopRuleGreysTheCellsBehindAStopInBothRows) {
-    panel.setText(Ctl::C1, QStringLiteral("&h90"));
-    EXPECT_EQ(enabled({Ctl::C2, Ctl::C3}), QStringLiteral("10"));
-    panel.setText(Ctl::C2, QStringLiteral("&h01"));
-    panel.setText(Ctl::C3, QStringLiteral("Dump1"));
-    EXPECT_EQ(enabled({Ctl::C3, Ctl::C4}), QStringLiteral("11"));
-    panel.setText(Ctl::C2, QStringLiteral("Stop"));
-    EXPECT_EQ(enabled({Ctl::C3, Ctl::C4}), QStringLiteral("00"));
-    EXPECT_EQ(cell(1, 3), QStringLiteral("Dump1")); // greyed, not emptied
-    panel.setText(Ctl::D2, QStringLiteral("&h01"));
+    panel.setText(Ctl::C1, u"&h90"_s);
+    EXPECT_EQ(enabled({Ctl::C2, Ctl::C3}), u"10"_s);
+    panel.setText(Ctl::C2, u"&h01"_s);
+    panel.setText(Ctl::C3, u"Dump1"_s);
+    EXPECT_EQ(enabled({Ctl::C3, Ctl::C4}), u"11"_s);
+    panel.setText(Ctl::C2, u"Stop"_s);
+    EXPECT_EQ(enabled({Ctl::C3, Ctl::C4}), u"00"_s);
+    EXPECT_EQ(cell(1, 3), u"Dump1"_s); // greyed, not emptied
+    panel.setText(Ctl::D2, u"&h01"_s);
     for (const char* notTheKeyword : {"stop", " Stop"}) { // constants: 0
         panel.setText(Ctl::D1, QLatin1String(notTheKeyword));
-        EXPECT_EQ(enabled({Ctl::D2, Ctl::D3, Ctl::D4, Ctl::C3}), QStringLiteral("1100"));
+        EXPECT_EQ(enabled({Ctl::D2, Ctl::D3, Ctl::D4, Ctl::C3}), u"1100"_s);
     }
-    panel.setText(Ctl::D2, QStringLiteral("Stop"));
-    EXPECT_EQ(enabled({Ctl::D2, Ctl::D3, Ctl::D4}), QStringLiteral("100"));
+    panel.setText(Ctl::D2, u"Stop"_s);
+    EXPECT_EQ(enabled({Ctl::D2, Ctl::D3, Ctl::D4}), u"100"_s);
 }
 
 TEST_F(RunTest, AnI2cRunWritesReadsAndShowsItsResults) {
@@ -92,11 +90,11 @@ TEST_F(RunTest, AnI2cRunWritesReadsAndShowsItsResults) {
     EXPECT_EQ(chip.written, (std::vector<int>{0x10, 0x00, 0xA3}));
     EXPECT_EQ(texts({Ctl::C1, Ctl::C2, Ctl::C3, Ctl::Panel2, Ctl::Panel4, Ctl::Panel5, Ctl::Panel6,
                      Ctl::Panel7}),
-              QStringLiteral(" 160| 16| 0|Sequence 1: Stop|A|A|A|A"));
+              u" 160| 16| 0|Sequence 1: Stop|A|A|A|A"_s);
     // A read address nobody answers: no "A", and the read bytes are 255.
     cells(2, {"&h91", "Dump1", "Dump1"});
     runs().Go2_Click();
-    EXPECT_EQ(texts({Ctl::Panel4, Ctl::Hex1, Ctl::Dump1}), QStringLiteral("|FF FF |255 255 "));
+    EXPECT_EQ(texts({Ctl::Panel4, Ctl::Hex1, Ctl::Dump1}), u"|FF FF |255 255 "_s);
 
     // The device's byte, read into the other display and onto the indicator; the last read
     // of a transfer is not acknowledged, the others are: address 9 bits, three reads of 9
@@ -105,15 +103,15 @@ TEST_F(RunTest, AnI2cRunWritesReadsAndShowsItsResults) {
     bits();
     EXPECT_EQ(runs().RunSequence(2).bytesRead, (std::vector<int>{0x5A, 0x5A, 0x5A}));
     EXPECT_EQ(texts({Ctl::Panel4, Ctl::Analog_be_sz, Ctl::Hex1, Ctl::Dump2}),
-              QStringLiteral("A| 90|FF FF 5A |090 "));
+              u"A| 90|FF FF 5A |090 "_s);
     EXPECT_EQ(panel.value(Ctl::Analog_be), 0x5A);
     const QString acks = bits();
-    EXPECT_EQ(QString(acks[18]) + acks[27] + acks[36], QStringLiteral("001"));
+    EXPECT_EQ(QString(acks[18]) + acks[27] + acks[36], u"001"_s);
     runs().Cl1_Click();
-    EXPECT_EQ(texts({Ctl::Hex1, Ctl::Dump1, Ctl::Dump2}), QStringLiteral("||090 "));
+    EXPECT_EQ(texts({Ctl::Hex1, Ctl::Dump1, Ctl::Dump2}), u"||090 "_s);
 
     // A Stop first is start then stop (D1 C1 D0, D0 C1 D1), and empties the marks.
-    panel.setText(Ctl::Panel5, QStringLiteral("A"));
+    panel.setText(Ctl::Panel5, u"A"_s);
     const auto calls = board->portCalls();
     cells(1, {});
     runs().RunSequence(1);
@@ -145,7 +143,7 @@ TEST_F(RunTest, AnInvalidConstantUnderTheTimerIsReportedOnceAndStopsTheTimer) {
     EXPECT_TRUE(board->wires().dtr && board->wires().rts); // the stop condition was driven
     // Sequence 2 of the same tick still ran, after the first had ended.
     EXPECT_EQ(texts({Ctl::C2, Ctl::Panel2, Ctl::Panel3}),
-              QStringLiteral("300|Sequence 1: Stop|Sequence 2: Stop"));
+              u"300|Sequence 1: Stop|Sequence 2: Stop"_s);
 }
 
 TEST_F(RunTest, TimerTicksRunTheSelectionAndTheEnterKeyItsRow) {
@@ -164,7 +162,7 @@ TEST_F(RunTest, TimerTicksRunTheSelectionAndTheEnterKeyItsRow) {
     runs().Timer_Timer();
     runs().cellEnterPressed(Ctl::C4);
     runs().cellEnterPressed(Ctl::D3);
-    EXPECT_EQ(order, QStringLiteral("12212"));
+    EXPECT_EQ(order, u"12212"_s);
 }
 
 TEST_F(RunTest, TheIntervalDialogTakesOneTo2000AndElseAThousand) {
@@ -176,13 +174,12 @@ TEST_F(RunTest, TheIntervalDialogTakesOneTo2000AndElseAThousand) {
         setup().Mset_timer_Click();
         EXPECT_EQ(tester->timerInterval(), interval) << answer.value_or("cancel").toStdString();
     }
-    EXPECT_EQ(dialogs.asked(10),
-              QStringLiteral("Non-Stop Timer Setting\r\nActual: 700mS|Timer Setting.|"));
-    EXPECT_EQ(bar(8), QStringLiteral(" 700mS"));
-    dialogs.thenInput(QStringLiteral("250"));
+    EXPECT_EQ(dialogs.asked(10), u"Non-Stop Timer Setting\r\nActual: 700mS|Timer Setting.|"_s);
+    EXPECT_EQ(bar(8), u" 700mS"_s);
+    dialogs.thenInput(u"250"_s);
     setup().Status_PanelDblClick(8); // the panel shows the current interval
     EXPECT_EQ(tester->timerInterval(), 250);
-    panel.setText(FrontPanel::panel(8), QStringLiteral(" 999mS"));
+    panel.setText(FrontPanel::panel(8), u" 999mS"_s);
     setup().Status_PanelDblClick(8); // not the current interval: nothing opens
 }
 
@@ -194,22 +191,22 @@ TEST_F(RunTest, AMicrowireRunSendsResetStartBitBitsAndBytes) {
     EXPECT_EQ(board->sentCharacters(), (std::vector<std::uint8_t>{0xFF}));
     EXPECT_EQ(dialogs.yields, 1);
     // The reset pulse's own rise of the clock, 1 0 1, then 0xA5, then the read's clocks.
-    EXPECT_EQ(bits().left(12), QStringLiteral("1"
-                                              "101"
-                                              "10100101"));
+    EXPECT_EQ(bits().left(12), u"1"
+                               "101"
+                               "10100101"_s);
     EXPECT_EQ(
         texts({Ctl::C2, Ctl::Hex1, Ctl::Dump1, Ctl::Panel4, Ctl::Panel5, Ctl::Panel6, Ctl::Panel7}),
-        QStringLiteral(" 165|FF |255 |NA|NA|NA|NA")); // nothing drives data in
+        u" 165|FF |255 |NA|NA|NA|NA"_s); // nothing drives data in
     EXPECT_TRUE(board->wires().dtr && board->wires().rts);
     // Sequence 2 with the start bit on fills the display its cell names.
     setup().Mset_start_Click();
     ASSERT_TRUE(tester->startBitOn());
     cells(2, {"x", "x0"});
     runs().Go2_Click();
-    EXPECT_EQ(bits(), QStringLiteral("110")); // the reset pulse, the start bit, the 0
+    EXPECT_EQ(bits(), u"110"_s); // the reset pulse, the start bit, the 0
     cells(2, {"Dump1"});
     runs().Go2_Click();
-    EXPECT_EQ(texts({Ctl::Hex1, Ctl::Dump2}), QStringLiteral("FF FF |"));
+    EXPECT_EQ(texts({Ctl::Hex1, Ctl::Dump2}), u"FF FF |"_s);
 }
 
 TEST_F(RunTest, MicrowireRejectsAnIllegalBitWithTheTimerOffAndABadConstantWithout) {
@@ -220,7 +217,7 @@ TEST_F(RunTest, MicrowireRejectsAnIllegalBitWithTheTimerOffAndABadConstantWithou
     dialogs.thenMessage().thenMessage();
     EXPECT_FALSE(runs().Timer_Timer().timerOff);
     EXPECT_TRUE(tester->timer().isActive() && panel.isChecked(Ctl::Ns1));
-    EXPECT_EQ(cell(1, 1), QStringLiteral("256"));
+    EXPECT_EQ(cell(1, 1), u"256"_s);
     cells(1, {"2.9", "x10a1"});
     bits();
     EXPECT_TRUE(runs().Timer_Timer().timerOff);
@@ -228,9 +225,9 @@ TEST_F(RunTest, MicrowireRejectsAnIllegalBitWithTheTimerOffAndABadConstantWithou
     EXPECT_FALSE(tester->timer().isActive());
     EXPECT_TRUE(panel.isChecked(Ctl::Noff));
     // 0x02, then the bits before the bad character: 1 and 0
-    EXPECT_EQ(bits().mid(1, 10), QStringLiteral("00000010"
-                                                "10"));
-    EXPECT_EQ(texts({Ctl::C1, Ctl::Panel2}), QStringLiteral(" 2|Sequence 1: Stop"));
+    EXPECT_EQ(bits().mid(1, 10), u"00000010"
+                                 "10"_s);
+    EXPECT_EQ(texts({Ctl::C1, Ctl::Panel2}), u" 2|Sequence 1: Stop"_s);
 }
 
 TEST_F(RunTest, AClickDuringTheResetPulsesYieldIsDropped) {
@@ -253,8 +250,8 @@ TEST_F(RunTest, AClickDuringTheResetPulsesYieldIsDropped) {
 TEST_F(RunTest, TheResetDialogKeepsAsksAgainAndRoundsHalvesToEven) {
     microwire();
     // Out of range asks again; 0, empty, no number and cancel keep the value; halves go to even.
-    dialogs.thenInput(QStringLiteral("10")).thenMessage().thenInput(QStringLiteral("-1"));
-    dialogs.thenMessage().thenInput(QStringLiteral("123456")).thenMessage();
+    dialogs.thenInput(u"10"_s).thenMessage().thenInput(u"-1"_s);
+    dialogs.thenMessage().thenInput(u"123456"_s).thenMessage();
     const std::pair<std::optional<QString>, int> answers[] = {
         {"2.5", 2}, {"0", 2}, {"", 2}, {"abc", 2}, {std::nullopt, 2}, {"3.5", 4}, {"7", 7}};
     for (const auto& [answer, tension] : answers) {
@@ -262,11 +259,10 @@ TEST_F(RunTest, TheResetDialogKeepsAsksAgainAndRoundsHalvesToEven) {
         setup().Mset_reset_Click();
         EXPECT_EQ(tester->resetTension(), tension) << answer.value_or("cancel").toStdString();
     }
-    EXPECT_EQ(dialogs.asked(0),
-              QStringLiteral("Reset Tension [_/T\\_] value (1-9), actual: 9 (3750.00 uS) ?|"
-                             "Mocrowire Reset Setting| 9"));
-    EXPECT_EQ(dialogs.messages().front(), QStringLiteral("Wrong value!\r\nValid range 1-9 !"));
-    EXPECT_EQ(bar(11), QStringLiteral("2916.67 uS"));
+    EXPECT_EQ(dialogs.asked(0), u"Reset Tension [_/T\\_] value (1-9), actual: 9 (3750.00 uS) ?|"
+                                "Mocrowire Reset Setting| 9"_s);
+    EXPECT_EQ(dialogs.messages().front(), u"Wrong value!\r\nValid range 1-9 !"_s);
+    EXPECT_EQ(bar(11), u"2916.67 uS"_s);
 }
 
 // brolmet-cli's run: command files, each run for a number of ticks, on the test board.
@@ -287,7 +283,7 @@ TEST(CliRun, TheSequenceOptionChoosesTheRowsAndARejectedCellEndsTheRepeats) {
         CliRun(tester, dialogs, {})
             .execute({{scratch.path("f.scm")}, sequence, repeat, 0, {}, {}, {}});
         // The messages, the cells C1, C2 and D1, and the option checked ("-" for none).
-        QString option = QStringLiteral("-");
+        QString option = u"-"_s;
         for (Ctl c : {Ctl::Noff, Ctl::Ns1, Ctl::Ns2, Ctl::Ns12})
             option = panel.isChecked(c) ? panel.text(c) : option;
         return dialogs.messages() +

@@ -44,7 +44,8 @@ struct WindowTest : RigTest {
         } else if (QAction* a = window->action(c)) {
             s = {a->text(), {}, a->isEnabled(), a->isChecked(), 0, {}};
         } else if (QWidget* w = window->widget(c)) {
-            s = {w->property("text").toString(), w->toolTip(), w->isEnabled(), false, 0, {}};
+            const char* text = w->property("text").isValid() ? "text" : "plainText";
+            s = {w->property(text).toString(), w->toolTip(), w->isEnabled(), false, 0, {}};
             if (auto* cell = qobject_cast<QComboBox*>(w))
                 s.text = cell->currentText();
             else if (auto* frame = qobject_cast<QGroupBox*>(w))
@@ -53,6 +54,13 @@ struct WindowTest : RigTest {
                 s.checked = option->isChecked();
         }
         return s;
+    }
+    // The texts the controls' widgets show, joined by "|".
+    QString seen(std::initializer_list<Ctl> controls) {
+        QStringList all;
+        for (Ctl c : controls)
+            all << shown(c).text;
+        return all.join(u'|');
     }
     // The lines a document is laid out in.
     static int lineCount(const QTextDocument* d) {
@@ -81,25 +89,34 @@ TEST_F(WindowTest, EveryControlStartsMirroringTheModel) {
             << FrontPanel::name(c).toStdString() << " has no widget";
     }
     EXPECT_EQ(get<QComboBox>(Ctl::C1)->count(), 6);
-    EXPECT_EQ(get<QComboBox>(Ctl::D4)->itemText(5), QStringLiteral("Constans"));
+    EXPECT_EQ(get<QComboBox>(Ctl::D4)->itemText(5), u"Constans"_s);
     EXPECT_EQ(get<QLabel>(FrontPanel::panel(2))->width(), 1440 / 15);
     EXPECT_EQ(window->popupMenu()->actions().size(), 3);
+    // The size is fixed and snaps back after a resize; the observation picture's inner area is
+    // inside its sunken border.
+    const QSize size = window->size();
+    EXPECT_EQ(window->centralWidget()->size(), QSize(555, 475));
+    window->resize(size + QSize(200, 150));
+    window->showMinimized();
+    window->showNormal();
+    EXPECT_EQ(window->size(), size);
+    EXPECT_FALSE(window->windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
+    EXPECT_TRUE(window->windowFlags().testFlag(Qt::WindowMinimizeButtonHint));
+    EXPECT_EQ(window->observation()->contentsRect().size(), Trace::kPictureSize);
 }
 
 TEST_F(WindowTest, ModelChangesReachTheWidgetsAndTheUsersEditsTheModelAsTyped) {
     power().TogglePower();
-    EXPECT_EQ(get<QPushButton>(Ctl::PowerG)->text(), QStringLiteral("Power ON"));
-    EXPECT_TRUE(get<QPushButton>(Ctl::PowerG)->styleSheet().contains(QStringLiteral("#ff8080")));
+    panel.setText(Ctl::Dump1, u"Acknowledge Found !\r\nAddres:   160\r\n"_s);
+    EXPECT_EQ(seen({Ctl::PowerG, Ctl::Dump1}), u"Power ON|Acknowledge Found !\nAddres:   160\n"_s);
+    EXPECT_TRUE(get<QPushButton>(Ctl::PowerG)->styleSheet().contains(u"#ff8080"_s));
     EXPECT_EQ(get<QPushButton>(Ctl::PowerG)->font(), window->font()); // the colour keeps the font
     EXPECT_FALSE(window->action(Ctl::Mset_micro)->isEnabled());
-    panel.setText(Ctl::Dump1, QStringLiteral("Acknowledge Found !\r\nAddres:   160\r\n"));
-    EXPECT_EQ(get<QWidget>(Ctl::Dump1)->property("plainText").toString(),
-              QStringLiteral("Acknowledge Found !\nAddres:   160\n"));
     // Appended bytes go into blocks cut where the lines wrap anyway: the lines are those of
     // the whole text in one box, and a copy gives the text back.
     auto* box = get<ReadoutBox>(Ctl::Hex2);
     for (int i = 0; i < 600; ++i)
-        panel.appendText(Ctl::Hex2, i % 7 ? QStringLiteral("0A ") : QStringLiteral("FF "));
+        panel.appendText(Ctl::Hex2, i % 7 ? u"0A "_s : u"FF "_s);
     EXPECT_GT(box->document()->blockCount(), 4);
     EXPECT_EQ(box->textBetween(0, box->document()->characterCount()), panel.text(Ctl::Hex2));
     QPlainTextEdit whole(panel.text(Ctl::Hex2));
@@ -109,12 +126,12 @@ TEST_F(WindowTest, ModelChangesReachTheWidgetsAndTheUsersEditsTheModelAsTyped) {
     whole.show();
     EXPECT_EQ(lineCount(box->document()), lineCount(whole.document()));
 
-    get<QComboBox>(Ctl::C1)->setEditText(QStringLiteral("&hA0"));
-    EXPECT_EQ(panel.text(Ctl::C1), QStringLiteral("&hA0"));
+    get<QComboBox>(Ctl::C1)->setEditText(u"&hA0"_s);
+    EXPECT_EQ(panel.text(Ctl::C1), u"&hA0"_s);
     EXPECT_TRUE(get<QComboBox>(Ctl::C2)->isEnabled());
     window->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    for (const QString& typed : {QStringLiteral("stop"), QStringLiteral("D")}) {
+    for (const QString& typed : {u"stop"_s, u"D"_s}) {
         QLineEdit* edit = get<QComboBox>(Ctl::C2)->lineEdit();
         edit->clear();
         edit->setFocus(); // the completion the old cells did needs the focus
@@ -125,8 +142,8 @@ TEST_F(WindowTest, ModelChangesReachTheWidgetsAndTheUsersEditsTheModelAsTyped) {
     }
     get<QSlider>(Ctl::Analog_ki)->setValue(77);
     EXPECT_EQ(panel.value(Ctl::Analog_ki), 77);
-    EXPECT_EQ(QToolTip::text(), QStringLiteral("77 = &h4D"));
-    EXPECT_EQ(get<QSlider>(Ctl::Analog_ki)->toolTip(), QStringLiteral("Potmeter"));
+    EXPECT_EQ(QToolTip::text(), u"77 = &h4D"_s);
+    EXPECT_EQ(get<QSlider>(Ctl::Analog_ki)->toolTip(), u"Potmeter"_s);
     QTest::mouseClick(get<QRadioButton>(Ctl::Ns12), Qt::LeftButton);
     EXPECT_EQ(tester->timerSelection(), 12);
     EXPECT_FALSE(get<QRadioButton>(Ctl::Noff)->isChecked());
@@ -137,26 +154,24 @@ TEST_F(WindowTest, ButtonsMenusAndDoubleClicksReachTheirActions) {
     EXPECT_TRUE(tester->powerOn());
     QTest::mouseClick(get<QPushButton>(Ctl::PowerG), Qt::LeftButton);
     EXPECT_FALSE(tester->powerOn());
-    dialogs.thenInput(QStringLiteral("2")).thenInput(QStringLiteral("bench rig"));
+    dialogs.thenInput(u"2"_s).thenInput(u"bench rig"_s);
     QTest::mouseDClick(get<QLabel>(FrontPanel::panel(1)), Qt::LeftButton);
-    EXPECT_EQ(get<QLabel>(FrontPanel::panel(1))->text(), QStringLiteral("Port: 2"));
     QTest::mouseDClick(get<QLabel>(Ctl::Megjegyzes), Qt::LeftButton);
-    EXPECT_EQ(get<QLabel>(Ctl::Megjegyzes)->text(), QStringLiteral("Note: bench rig"));
     window->action(Ctl::Mset_micro)->trigger();
+    EXPECT_EQ(seen({Ctl::Panel1, Ctl::Megjegyzes, Ctl::Label4}), u"Port: 2|Note: bench rig|+"_s);
     EXPECT_TRUE(panel.isChecked(Ctl::Mset_micro) && window->action(Ctl::Mset_micro)->isChecked());
-    EXPECT_EQ(get<QLabel>(Ctl::Label4)->text(), QStringLiteral("+"));
 
     window->action(Ctl::Anal_exp)->trigger();
     window->popupMenu()->actions()[2]->trigger(); // Explanation
     EXPECT_EQ(dialogs.explanations, 2);
     dialogs.thenMessage();
     window->action(Ctl::Mfile_about)->trigger();
-    const QStringList about = dialogs.messages().last().split(QStringLiteral("\r\n"));
+    const QStringList about = dialogs.messages().last().split(u"\r\n"_s);
     ASSERT_EQ(about.size(), 7); // six lines, each ending in CR LF
     EXPECT_EQ(about.mid(0, 2),
               QStringList({"Tamsolvix and Explorer",
                            "I2C and Microwire ICs system monitor and commander."}));
-    EXPECT_EQ(about[3], QStringLiteral("Use PonyProg Base Board and Test Board."));
+    EXPECT_EQ(about[3], u"Use PonyProg Base Board and Test Board."_s);
     EXPECT_EQ(about[6], QString());
     window->action(Ctl::Anal_be)->trigger();
     EXPECT_FALSE(tester->analysisOn() || window->action(Ctl::Anal_be)->isChecked());
@@ -171,20 +186,6 @@ TEST_F(WindowTest, ButtonsMenusAndDoubleClicksReachTheirActions) {
     QTest::mouseRelease(window->observation(), Qt::RightButton, {}, QPoint(10, 10));
     EXPECT_TRUE(window->popupMenu()->isVisible());
     window->popupMenu()->close();
-}
-
-TEST_F(WindowTest, TheSizeIsFixedAndSnapsBackAfterAResize) {
-    const QSize size = window->size();
-    EXPECT_EQ(window->centralWidget()->size(), QSize(555, 475));
-    window->resize(size + QSize(200, 150));
-    EXPECT_EQ(window->size(), size);
-    window->showMinimized();
-    window->showNormal();
-    EXPECT_EQ(window->size(), size);
-    EXPECT_FALSE(window->windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
-    EXPECT_TRUE(window->windowFlags().testFlag(Qt::WindowMinimizeButtonHint));
-    // The observation picture's inner area, inside its sunken border.
-    EXPECT_EQ(window->observation()->contentsRect().size(), Trace::kPictureSize);
 }
 
 TEST(ExplanationWindow, BeepsOnOpeningAndAnyClickOnItClosesIt) {
@@ -202,7 +203,7 @@ TEST(ExplanationWindow, BeepsOnOpeningAndAnyClickOnItClosesIt) {
         int beeps = 0;
         ExplanationWindow he(nullptr, [&] { ++beeps; });
         EXPECT_EQ(beeps, 1);
-        EXPECT_EQ(he.windowTitle(), QStringLiteral("Explanation"));
+        EXPECT_EQ(he.windowTitle(), u"Explanation"_s);
         EXPECT_EQ(he.width(), 8076 / 15);
         EXPECT_EQ(he.picture()->size(), QSize(8076 / 15, 3252 / 15));
         EXPECT_FALSE(he.windowFlags().testFlag(Qt::WindowMinimizeButtonHint));

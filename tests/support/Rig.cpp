@@ -13,7 +13,7 @@ void Rig::start(const char* variant, const Tester::StartSettings& settings) {
 
 void Rig::cells(int sequence, const QStringList& texts) {
     for (int k = 1; k <= 4; ++k)
-        panel.setText(FrontPanel::cell(sequence, k), texts.value(k - 1, QStringLiteral("Stop")));
+        panel.setText(FrontPanel::cell(sequence, k), texts.value(k - 1, u"Stop"_s));
 }
 
 QString Rig::texts(std::initializer_list<Ctl> controls) const {
@@ -60,7 +60,7 @@ const std::vector<StartState> kStartState = {
 
 QString startState(const StartState& s, const ControlState* c) {
     const auto field = [](const char* want, const QString& shown, bool given) {
-        return !want ? QStringLiteral("*") : given ? shown : QString::fromUtf8(want);
+        return !want ? u"*"_s : given ? shown : QString::fromUtf8(want);
     };
     const ControlState none{};
     const ControlState& shown = c ? *c : none;

@@ -15,6 +15,8 @@
 #include <memory>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 // Failures show texts as texts.
 inline void PrintTo(const QString& s, std::ostream* os) {
     *os << '"' << s.toStdString() << '"';
@@ -91,11 +93,11 @@ private:
 // The run's message texts as the user reads them, written out here once so that a test notices
 // when the program's own copy changes.
 inline const QString kI2cBadConstant =
-    QStringLiteral("Error! Wrong Constans value!\r\nValid value 0...255 or &h0...&hFF");
+    u"Error! Wrong Constans value!\r\nValid value 0...255 or &h0...&hFF"_s;
 inline const QString kMicrowireBadConstant =
-    QStringLiteral("Error! Wrong Constans value!\r\nValid value 0...255");
+    u"Error! Wrong Constans value!\r\nValid value 0...255"_s;
 inline const QString kIllegalBit =
-    QStringLiteral("Wrong command! Illegal character in string!\r\nValid characters 0 and 1 !");
+    u"Wrong command! Illegal character in string!\r\nValid characters 0 and 1 !"_s;
 
 // What the window shows right after a first start: text (nullptr: not checked), tooltip
 // (nullptr: not checked), enabled, checked. Checked once against the model, once against the

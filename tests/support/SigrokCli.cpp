@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 QString SigrokCli::program() {
-    return QStandardPaths::findExecutable(QStringLiteral("sigrok-cli"));
+    return QStandardPaths::findExecutable(u"sigrok-cli"_s);
 }
 
 QStringList SigrokCli::decode(const QString& vcdPath, const QString& decoders,
@@ -22,7 +22,7 @@ QStringList SigrokCli::decode(const QString& vcdPath, const QString& decoders,
         return {};
     }
     QStringList lines;
-    static const QRegularExpression prefix(QStringLiteral("^[a-z0-9_]+-\\d+: "));
+    static const QRegularExpression prefix(u"^[a-z0-9_]+-\\d+: "_s);
     for (QString line : QString::fromUtf8(process.readAllStandardOutput()).split(u'\n'))
         if (!line.isEmpty())
             lines << line.remove(prefix);

@@ -2,6 +2,8 @@
 
 #include <QStringList>
 
+using namespace Qt::StringLiterals;
+
 // sigrok-cli as an independent judge of what went over the simulated board's wires: it reads
 // a VCD file and runs protocol decoders on it.
 namespace SigrokCli {
@@ -13,9 +15,9 @@ QString program();
 // fails the test and returns an empty list.
 QStringList decode(const QString& vcdPath, const QString& decoders, const QString& annotations);
 
-inline const QString kI2c = QStringLiteral("i2c:scl=rts:sda=data:address_format=unshifted");
-inline const QString kI2cAnnotations = QStringLiteral(
-    "i2c=start:repeat-start:stop:ack:nack:address-read:address-write:data-read:data-write");
+inline const QString kI2c = u"i2c:scl=rts:sda=data:address_format=unshifted"_s;
+inline const QString kI2cAnnotations =
+    u"i2c=start:repeat-start:stop:ack:nack:address-read:address-write:data-read:data-write"_s;
 
 } // namespace SigrokCli
 
