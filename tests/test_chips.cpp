@@ -61,7 +61,7 @@ struct ChipTest : ::testing::Test {
         return found.join(u' ');
     }
     // What sigrok makes of the wires while f runs.
-    QStringList decoded(const std::function<void()>& f, const QString& decoders,
+    QStringList decoded(const std::function<void()>& f, const QString& decoders = SigrokCli::kI2c,
                         const QString& annotations = SigrokCli::kI2cAnnotations) {
         WireRecorder recorder;
         board->setRecorder(&recorder);
@@ -72,7 +72,7 @@ struct ChipTest : ::testing::Test {
     }
     // The starts, the stops and the acknowledged address bytes sigrok sees while f runs.
     QString scanned(const std::function<void()>& f, QStringList* seen = nullptr) {
-        const QStringList decodedScan = decoded(f, SigrokCli::kI2c);
+        const QStringList decodedScan = decoded(f);
         QStringList acked;
         for (qsizetype i = 0; i + 1 < decodedScan.size(); ++i)
             if (decodedScan[i].startsWith(u"Address ") && decodedScan[i + 1] == u"ACK")
@@ -215,7 +215,7 @@ TEST_F(I2cChips, SigrokDecodesTheEepromsTransfersAndTheScansExactlyAsSent) {
     const auto transfers = [&] {
         EXPECT_EQ(i2c("S A0 10 11 22 33 P W S A0 10 S A1 R R r P"), u"A A A A A A A A 11 22 33"_s);
     };
-    EXPECT_EQ(decoded(transfers, SigrokCli::kI2c).join(u'|'),
+    EXPECT_EQ(decoded(transfers).join(u'|'),
               u"Start|Write|Address write: A0|ACK|Data write: 10|ACK|Data write: "
               "11|ACK|Data write: 22|ACK|Data write: 33|ACK|Stop|"
               "Start|Write|Address write: A0|ACK|Data write: 10|ACK|Start repeat|"

@@ -181,8 +181,8 @@ TEST_F(ObservationTest, ExportSwitchesOffAndSavesTheStripAsABitmapAfterAsking) {
     dialogs.thenSaveFile(bmp);
     observation().ExportObservation();
     EXPECT_FALSE(tester->powerOn());
-    EXPECT_EQ(dialogs.shown[0].defaultText, u"No Title.bmp"_s);
-    EXPECT_EQ(dialogs.shown[0].text, u"BitMap Pictures (*.bmp)|*.bmp|All Files (*.*)|*.*"_s);
+    EXPECT_EQ(dialogs.asked(0),
+              u"BitMap Pictures (*.bmp)|*.bmp|All Files (*.*)|*.*||No Title.bmp"_s);
     QImageReader reader(bmp);
     EXPECT_EQ(reader.format(), "bmp");
     EXPECT_EQ(reader.read().convertToFormat(QImage::Format_RGB32), tester->trace().image());
@@ -218,7 +218,7 @@ TEST_F(RigTest, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
     runs().Go1_Click();
     dialogs.thenSaveFile(path("write.vcd"));
     observation().ExportObservationVcd();
-    EXPECT_EQ(SigrokCli::decode(path("write.vcd"), SigrokCli::kI2c, SigrokCli::kI2cAnnotations),
+    EXPECT_EQ(SigrokCli::decode(path("write.vcd")),
               QStringList({"Start", "Write", "Address write: A0", "ACK", "Data write: 10", "ACK",
                            "Data write: 41", "ACK", "Data write: 42", "ACK", "Stop"}));
 
@@ -238,10 +238,8 @@ TEST_F(RigTest, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
     observation().ExportObservationVcd();
     ASSERT_TRUE(recorder.writeVcd(path("wires.vcd")));
     // The export knows the chip's bits only from the samples, yet reads as the wire does.
-    const QStringList wires =
-        SigrokCli::decode(path("wires.vcd"), SigrokCli::kI2c, SigrokCli::kI2cAnnotations);
-    EXPECT_EQ(SigrokCli::decode(path("read.vcd"), SigrokCli::kI2c, SigrokCli::kI2cAnnotations),
-              wires);
+    const QStringList wires = SigrokCli::decode(path("wires.vcd"));
+    EXPECT_EQ(SigrokCli::decode(path("read.vcd")), wires);
     EXPECT_TRUE(wires.contains(u"Data read: 41"_s) && wires.contains(u"Data read: 42"_s));
     // Real times from the run's start, also after a pause: the board's port calls are 10 us
     // apart, and the start condition's fall of the data line is the run's third.

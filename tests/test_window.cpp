@@ -9,19 +9,8 @@
 #include "ui/ReadoutBox.h"
 
 #include <QAbstractTextDocumentLayout>
-#include <QAction>
-#include <QComboBox>
-#include <QGroupBox>
-#include <QLabel>
-#include <QLineEdit>
-#include <QMenu>
-#include <QPushButton>
-#include <QRadioButton>
-#include <QScreen>
-#include <QSlider>
 #include <QTest>
-#include <QTextBlock>
-#include <QToolTip>
+#include <QtWidgets>
 
 namespace {
 

@@ -8,6 +8,7 @@
 #include "sim/SimulatedBoard.h"
 #include "support/ScriptedDialogs.h"
 
+#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -35,7 +36,14 @@ struct Rig : Scratch {
         start(variant, settings);
     }
     // A new board and Tester on the same panel and dialogs.
-    void start(const char* variant = "bare", const Tester::StartSettings& settings = {});
+    void start(const char* variant = "bare", const Tester::StartSettings& settings = {}) {
+        tester.reset();
+        board = qstrcmp(variant, "bare") == 0
+                    ? std::make_unique<SimulatedBoard>()
+                    : SimulatedBoard::fromVariant(QString::fromLatin1(variant));
+        tester = std::make_unique<Tester>(panel, *board, dialogs);
+        tester->startUp(settings);
+    }
 
     PowerActions& power() { return tester->power(); }
     SetupActions& setup() { return tester->setup(); }
@@ -46,13 +54,24 @@ struct Rig : Scratch {
 
     QString bar(int n) const { return panel.text(FrontPanel::panel(n)); } // status panel n
     // The controls' texts, joined by "|".
-    QString texts(std::initializer_list<Ctl> controls) const;
+    QString texts(std::initializer_list<Ctl> controls) const {
+        QStringList all;
+        for (Ctl c : controls)
+            all << panel.text(c);
+        return all.join(u'|');
+    }
     // "ON" or "OFF" as the Power button says, "open" or "closed" as the port is, and
     // "analysing" while analysis is on.
-    QString state() const;
+    QString state() const {
+        return QString(tester->powerOn() ? "ON" : "OFF") + (board->isOpen() ? " open" : " closed") +
+               (tester->analysisOn() ? " analysing" : "");
+    }
     QString cell(int sequence, int k) const { return panel.text(FrontPanel::cell(sequence, k)); }
     // The cells of a sequence, "Stop" after the texts given.
-    void cells(int sequence, const QStringList& texts);
+    void cells(int sequence, const QStringList& texts) {
+        for (int k = 1; k <= 4; ++k)
+            panel.setText(FrontPanel::cell(sequence, k), texts.value(k - 1, u"Stop"_s));
+    }
 
     FrontPanel panel;
     ScriptedDialogs dialogs;
@@ -67,8 +86,15 @@ struct RigTest : ::testing::Test, Rig {
     }
 };
 
-QByteArray contents(const QString& path); // empty when it cannot be read
-bool writeFile(const QString& path, const QByteArray& bytes);
+// A file's bytes, empty when it cannot be read; a file written whole.
+inline QByteArray contents(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+inline bool writeFile(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
 
 // An I2C device at any address: it acknowledges every byte written to it and answers every
 // read with the same byte.
@@ -109,6 +135,34 @@ struct StartState {
     bool enabled = true;
     bool checked = false;
 };
-extern const std::vector<StartState> kStartState;
+// clang-format off
+inline const std::vector<StartState> kStartState = {
+    {Ctl::Fo, "I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"}, {Ctl::Panel2, "Sequence 1: Stop"},
+    {Ctl::Megjegyzes, "Note:  ", "Sequences Comment"},         {Ctl::Panel3, "Sequence 2: Stop"},
+    {Ctl::Panel1, "Port: 1", "Serial Port"},     {Ctl::Panel4, ""}, {Ctl::Panel8, " 1000mS"},
+    {Ctl::Panel7, "", "Command 4 Acknowledge"},  {Ctl::Panel9, "I2C"},
+    {Ctl::Panel10, "S:ON", nullptr, false},      {Ctl::Panel11, "3750.00 uS", nullptr, false},
+    {Ctl::PowerG, "Power OFF", "Panel Power ON/OFF"},      {Ctl::Go1, "Go", "Run Commands"},
+    {Ctl::Frame1, "Sequence 1", "&hHexa / Xbit serial"},   {Ctl::Label3, "Start", ""},
+    {Ctl::Frame2, "Sequence 2", "&hHexa / Xbit serial"},   {Ctl::Label4, "A", "Acknowledge"},
+    {Ctl::Label8, "A Stop", "Acknowledge & Stop"},         {Ctl::Label14, "A Stop"},
+    {Ctl::C1, "Stop", "Command 1"},     {Ctl::C2, "Stop", nullptr, false},
+    {Ctl::C3, "Stop", "Command 3", false},  {Ctl::C4, "Stop", nullptr, false}, {Ctl::D1, "Stop"},
+    {Ctl::D2, "Stop", nullptr, false},  {Ctl::D4, "Stop", nullptr, false},
+    {Ctl::Noff, "Off", nullptr, true, true}, {Ctl::Ns12, "Seq12"}, {Ctl::Analog_ki, nullptr, "Potmeter"},
+    {Ctl::Anal_be, "&Observation", nullptr, true, true},   {Ctl::Mset_micro, "&Microwire serial"},
+    {Ctl::Mset_start, "&Start bit", nullptr, false},       {Ctl::Mset_reset, "&Reset keeping", nullptr, false},
+    {Ctl::Mset_Device, "&Device Detect"}};
+// clang-format on
 // "text|tooltip|enabled|checked" of s, or of what c shows where s has a value ("*" elsewhere).
-QString startState(const StartState& s, const ControlState* c = nullptr);
+inline QString startState(const StartState& s, const ControlState* c = nullptr) {
+    const auto field = [](const char* want, const QString& shown, bool given) {
+        return !want ? u"*"_s : given ? shown : QString::fromUtf8(want);
+    };
+    const ControlState none{};
+    const ControlState& shown = c ? *c : none;
+    const bool enabled = c ? c->enabled : s.enabled, checked = c ? c->checked : s.checked;
+    return QStringList{field(s.text, shown.text, c), field(s.toolTip, shown.toolTip, c),
+                       enabled ? "enabled" : "disabled", checked ? "checked" : "unchecked"}
+        .join(u'|');
+}
