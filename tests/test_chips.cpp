@@ -109,9 +109,7 @@ TEST_F(I2cChips, EepromByteAndPageWritesWrapInsideTheirPageAndTakeAWriteCycle) {
     // A repeated start instead of the stop throws the page buffer away; so does a stop in the
     // middle of a byte.
     i2c("S A0 40 55 S A1 r P S A0 41 0 1 P");
-    EXPECT_EQ(std::pair(eeprom().at(0x40), eeprom().at(0x41)),
-              (std::pair<std::uint8_t, std::uint8_t>(0xFF, 0xFF)));
-    EXPECT_FALSE(eeprom().busy(board->nowNs()));
+    EXPECT_EQ(i2c("S A0 40 S A1 R r P"), u"A A A FF FF"_s); // and no write cycle began
 }
 
 TEST_F(I2cChips, EepromRandomCurrentAndSequentialReadsFollowTheAddressCounter) {
@@ -201,13 +199,6 @@ TEST_F(I2cChips, TheScanFindsTheChipsAndAReadAddressWhoseFirstBitIsZeroSwallowsA
     eeprom().fill(0xFF);
     i2c("S 40 00 P");
     EXPECT_EQ(scan(), u"40 41 42 90 91 A0 A1"_s);
-
-    auto silent = SimulatedBoard::fromVariant(u"cts-high"_s);
-    PortLines silentLines(*silent);
-    I2cBus silentBus(silentLines);
-    ASSERT_TRUE(silentLines.openPortI2c());
-    const DeviceScan::Acknowledged none = DeviceScan::run(silentBus, {});
-    EXPECT_EQ(std::count(none.begin(), none.end(), true), 0);
 }
 
 TEST_F(I2cChips, SigrokDecodesTheEepromsTransfersAndTheScansExactlyAsSent) {
