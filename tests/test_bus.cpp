@@ -50,7 +50,7 @@ std::uint64_t b(int k) {
 
 } // namespace
 
-TEST_F(LinesTest, OpeningRaisesTheLinesOfTheModeAndLeavesAnOpenPortAsItIs) {
+TEST_F(LinesTest, OpeningRaisesTheLinesOfTheModeAndTheDataLineIsOpenDrain) {
     lines.setAnalysisOn(true);
     ASSERT_TRUE(lines.openPortI2c());
     EXPECT_TRUE(board.isOpen() && board.wires().rts && board.wires().dtr);
@@ -68,6 +68,22 @@ TEST_F(LinesTest, OpeningRaisesTheLinesOfTheModeAndLeavesAnOpenPortAsItIs) {
     ASSERT_TRUE(lines.openPortMicrowire()); // data high, clock low, through the line operations
     EXPECT_TRUE(board.wires().dtr && !board.wires().rts);
     EXPECT_EQ(trace.s, u"Dc"_s);
+
+    // The data line is open drain and aclosed port reads released.
+    Puller& chip = board.attach(std::make_unique<Puller>());
+    ASSERT_TRUE(lines.openPortI2c());
+    EXPECT_TRUE(lines.readData());
+    for (const bool pulling : {true, false}) {
+        chip.pulling = pulling;
+        lines.dataLow();
+        lines.dataHigh(); // releasing the line does not lift what a device holds low
+        EXPECT_EQ(lines.readData(), !pulling);
+        EXPECT_EQ(board.wires().data, !pulling);
+    }
+    lines.closePort();
+    lines.dataLow(); // accepted on a closed port, without effect
+    EXPECT_FALSE(board.wires().dtr || board.dsr());
+    EXPECT_TRUE(lines.readData());
 }
 
 // One addressed byte write: start D1 C1 D0 | each bit C0 D(bit) C1 C0 | the acknowledge
@@ -89,23 +105,6 @@ TEST_F(LinesTest, AnI2cByteWriteReadsTheAcknowledgeWhileTheNinthClockIsHigh) {
                                       "DcCdc"_s
                                     : u""_s);
     }
-}
-
-TEST_F(LinesTest, TheDataLineIsOpenDrainAndAClosedPortReadsReleased) {
-    Puller& chip = board.attach(std::make_unique<Puller>());
-    ASSERT_TRUE(lines.openPortI2c());
-    EXPECT_TRUE(lines.readData());
-    for (const bool pulling : {true, false}) {
-        chip.pulling = pulling;
-        lines.dataLow();
-        lines.dataHigh(); // releasing the line does not lift what a device holds low
-        EXPECT_EQ(lines.readData(), !pulling);
-        EXPECT_EQ(board.wires().data, !pulling);
-    }
-    lines.closePort();
-    lines.dataLow(); // accepted on a closed port, without effect
-    EXPECT_FALSE(board.wires().dtr || board.dsr());
-    EXPECT_TRUE(lines.readData());
 }
 
 // Microwire: write 1 C0 D1 C1, write 0 C0 D0 C1 D1, read C0 R C1 (sampled before the rise),

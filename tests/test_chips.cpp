@@ -92,7 +92,7 @@ struct I2cChips : ChipTest {
 
 } // namespace
 
-TEST_F(I2cChips, EepromByteAndPageWritesWrapInsideTheirPageAndTakeAWriteCycle) {
+TEST_F(I2cChips, EepromWritesWrapInTheirPageTakeACycleAndReadsFollowTheCounter) {
     EXPECT_EQ(i2c("S A0 10 11 22 33 P"), u"A A A A A"_s);
     EXPECT_TRUE(eeprom().busy(board->nowNs()));
     // Nothing is acknowledged during the write cycle, not even the address: poll until it is.
@@ -110,9 +110,8 @@ TEST_F(I2cChips, EepromByteAndPageWritesWrapInsideTheirPageAndTakeAWriteCycle) {
     // middle of a byte.
     i2c("S A0 40 55 S A1 r P S A0 41 0 1 P");
     EXPECT_EQ(i2c("S A0 40 S A1 R r P"), u"A A A FF FF"_s); // and no write cycle began
-}
 
-TEST_F(I2cChips, EepromRandomCurrentAndSequentialReadsFollowTheAddressCounter) {
+    // Eeprom random current and sequential reads follow the address counter.
     for (int i = 0; i < 256; ++i)
         eeprom().set(i, static_cast<std::uint8_t>(i ^ 0x5A));
     EXPECT_EQ(i2c("S A0 30 S A1 R R r P"), u"A A A 6A 6B 68"_s);
@@ -128,7 +127,7 @@ TEST_F(I2cChips, EepromRandomCurrentAndSequentialReadsFollowTheAddressCounter) {
     EXPECT_EQ(i2c("S A3 P S A4 00 P"), u"N N N"_s);
 }
 
-TEST_F(I2cChips, Pcf8574LatchesWritesAndReadsItsPinLevels) {
+TEST_F(I2cChips, ThePortLatchesItsPinsAndTheConverterFollowsItsControlByte) {
     Pcf8574& port = *board->pcf8574();
     EXPECT_EQ(i2c("S 41 r P"), u"A FF"_s); // power-on latch: every pin floats high
     EXPECT_EQ(i2c("S 40 12 A5 P"), u"A A A"_s);
@@ -137,9 +136,8 @@ TEST_F(I2cChips, Pcf8574LatchesWritesAndReadsItsPinLevels) {
     EXPECT_EQ(i2c("S 41 R r P S 40 FF P S 41 r P"), u"A A0 A0 A A A F0"_s);
     port.setExternalInputs(0xFF);
     EXPECT_EQ(i2c("S 41 r P"), u"A FF"_s);
-}
 
-TEST_F(I2cChips, Pcf8591ReturnsThePreviousConversionAndFollowsItsControlByte) {
+    // Pcf8591 returns the previous conversion and follows its control byte.
     Pcf8591& adc = *board->pcf8591();
     // Power-on: the first byte is 0x80, then channel 0 (the half-supply divider).
     EXPECT_EQ(i2c("S 91 R R r P"), u"A 80 80 80"_s);

@@ -155,21 +155,7 @@ TEST_F(CliTest, JsonHasTheWholeStateForEveryCommandAndProbeItsExitStatus) {
     EXPECT_TRUE(failed.says().startsWith(u"1 Line Probe Fail !!\nSeveral Periods: 0/ 1/"));
 }
 
-TEST_F(CliTest, FilesRunInTurnAndAFailedOneIsSkipped) {
-    const QString first = commandFile("first.scm", {"&hA0"});
-    ASSERT_TRUE(writeFile(path("foreign.scm"), "\"Some other file\"\r\n"));
-    const QString last = commandFile("last.scm", {"Dump1"});
-    const CliResult r = runCli({"run", first, path("missing.scm"), path("foreign.scm"), last});
-    // Text mode: the messages on standard error in order, the state on standard output.
-    EXPECT_EQ(r.says(),
-              u"1 'missing.scm' is NOT exist !\nNot compatible file format version !\n"_s);
-    EXPECT_TRUE(r.out.contains("Status bar: [Port: 1]"));
-    EXPECT_TRUE(r.out.contains("C1=Dump1")); // the last file's cells
-    // The read on an empty bus finds the data line released: 255 in the first read-out.
-    EXPECT_TRUE(r.out.contains("Hex1:       FF")) << r.out.constData();
-}
-
-TEST_F(CliTest, SaveWritesTheSetUpUnderItsOwnNameBmpThePictureAndVcdTheLineEvents) {
+TEST_F(CliTest, RunsFilesInTurnAndWritesTheSetUpPictureAndLineEventsSafely) {
     const QString file = commandFile("in.scm", {"&hA0", "&h10"});
     const QString saved = path("out.scm"), picture = path("run.bmp"), dump = path("run.vcd");
     const QStringList outputs{"run", file, "--save", saved, "--bmp", picture, "--vcd", dump};
@@ -218,6 +204,19 @@ TEST_F(CliTest, SaveWritesTheSetUpUnderItsOwnNameBmpThePictureAndVcdTheLineEvent
                   ": No such file or directory\n");
     EXPECT_EQ(runCli({"run", commandFile("quiet.scm", {"&hA0"}, false), "--vcd", dump}).says(),
               "1 brolmet-cli: " + FileTexts::kNoLineEvents + '\n');
+
+    // Files run in turn and afailed one is skipped.
+    const QString first = commandFile("first.scm", {"&hA0"});
+    ASSERT_TRUE(writeFile(path("foreign.scm"), "\"Some other file\"\r\n"));
+    const QString last = commandFile("last.scm", {"Dump1"});
+    const CliResult r = runCli({"run", first, path("missing.scm"), path("foreign.scm"), last});
+    // Text mode: the messages on standard error in order, the state on standard output.
+    EXPECT_EQ(r.says(),
+              u"1 'missing.scm' is NOT exist !\nNot compatible file format version !\n"_s);
+    EXPECT_TRUE(r.out.contains("Status bar: [Port: 1]"));
+    EXPECT_TRUE(r.out.contains("C1=Dump1")); // the last file's cells
+    // The read on an empty bus finds the data line released: 255 in the first read-out.
+    EXPECT_TRUE(r.out.contains("Hex1:       FF")) << r.out.constData();
 }
 
 TEST_F(CliTest, StartsFromTheSettingsAndLeavesThemAlone) {

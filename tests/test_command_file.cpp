@@ -177,30 +177,7 @@ TEST(CommandFile, WritesTheExampleFileByteForByteAndReadsEveryValueBack) {
     EXPECT_EQ(CodePage::encode(u"Ω"_s), QByteArray("?"));
 }
 
-TEST(CommandFile, RefusesTextsThatWouldReadBackDifferently) {
-    Scratch scratch;
-    // What: a cell's index, -1 the note, -2 the title.
-    const std::tuple<int, QString, const char*> refused[] = {
-        {-1, "the \"big\" one",
-         "Cannot save the commands: the note contains a double quote (\"), "
-         "which a command file cannot hold. Change it and save again."},
-        {-2, "a\"b.scm", "the file name contains"},
-        {-2, "a\"b.scm", "Choose another name."},
-        {5, "\"", "cell D2 contains a double quote"},
-        {2, "R = 5 Ω", "cell C3 contains the character \"Ω\""},
-        {-1, "chip 🔥 hot", "the character \"🔥\""},
-        {-1, QString(CommandFile::kMaxTextLength + 1, u'x'), "the note is longer than 65535"},
-        {-1, QString(CommandFile::kMaxTextLength, u'x'), ""}};
-    for (const auto& [what, text, problem] : refused) {
-        CommandFile file;
-        (what == -1 ? file.note : what == -2 ? file.title : file.cells[std::size_t(what)]) = text;
-        EXPECT_TRUE(file.saveProblem().contains(QString::fromUtf8(problem))) << problem;
-        EXPECT_EQ(file.save(scratch.path("x.scm")), *problem ? CommandFile::kRefused : 0);
-        EXPECT_EQ(QFile::exists(scratch.path("x.scm")), !*problem);
-    }
-}
-
-TEST(CommandFile, ShortAndWrongFilesFailAtTheirFirstBadLine) {
+TEST(CommandFile, ShortAndWrongFilesFailAtTheirFirstBadLineAndUnreadableTextsAreRefused) {
     const CommandFile saved;
     const QByteArray good = saved.bytes();
     const QList<QByteArray> lines = good.split('\n');
@@ -223,6 +200,28 @@ TEST(CommandFile, ShortAndWrongFilesFailAtTheirFirstBadLine) {
         changed[line - 1] = content + '\r';
         const CommandFile::Read read = readAll(changed.join('\n'));
         EXPECT_EQ(std::pair(read.error, read.lines), std::pair(error, line - 1)) << line;
+    }
+
+    // Refuses texts that would read back differently.
+    Scratch scratch;
+    // What: a cell's index, -1 the note, -2 the title.
+    const std::tuple<int, QString, const char*> refused[] = {
+        {-1, "the \"big\" one",
+         "Cannot save the commands: the note contains a double quote (\"), "
+         "which a command file cannot hold. Change it and save again."},
+        {-2, "a\"b.scm", "the file name contains"},
+        {-2, "a\"b.scm", "Choose another name."},
+        {5, "\"", "cell D2 contains a double quote"},
+        {2, "R = 5 Ω", "cell C3 contains the character \"Ω\""},
+        {-1, "chip 🔥 hot", "the character \"🔥\""},
+        {-1, QString(CommandFile::kMaxTextLength + 1, u'x'), "the note is longer than 65535"},
+        {-1, QString(CommandFile::kMaxTextLength, u'x'), ""}};
+    for (const auto& [what, text, problem] : refused) {
+        CommandFile file;
+        (what == -1 ? file.note : what == -2 ? file.title : file.cells[std::size_t(what)]) = text;
+        EXPECT_TRUE(file.saveProblem().contains(QString::fromUtf8(problem))) << problem;
+        EXPECT_EQ(file.save(scratch.path("x.scm")), *problem ? CommandFile::kRefused : 0);
+        EXPECT_EQ(QFile::exists(scratch.path("x.scm")), !*problem);
     }
 }
 

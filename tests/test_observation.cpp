@@ -157,7 +157,7 @@ TEST_F(TraceTest, AFullStripSaysMoreTimeAndDrawsNothingMoreUntilTheNextRun) {
     EXPECT_GT(countColour(trace.image(), kText, {0, 7, 10, 24}), 5); // D, C
 }
 
-TEST_F(ObservationTest, StartUpPrintsTheAnalysisStateAndTheSwitchClearsButKeepsPositions) {
+TEST_F(ObservationTest, TheAnalysisSwitchClearsButKeepsPositionsAndTheBitmapExportAsks) {
     Trace fresh(Trace::kPictureSize);
     fresh.init(true);
     EXPECT_GT(countColour(fresh.image(), kText, {226, 12, 60, 14}), 20);
@@ -172,9 +172,8 @@ TEST_F(ObservationTest, StartUpPrintsTheAnalysisStateAndTheSwitchClearsButKeepsP
     tester->lines().clockLow();
     observation().Rep_Clear_Click();
     EXPECT_EQ(tester->trace().currentX(), x + 5);
-}
 
-TEST_F(ObservationTest, ExportSwitchesOffAndSavesTheStripAsABitmapAfterAsking) {
+    // Export switches off and saves the strip as abitmap after asking.
     dialogs.thenSaveFile(std::nullopt); // cancel: nothing at all
     observation().ExportObservation();
     const QString bmp = path("strip.bmp");

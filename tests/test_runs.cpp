@@ -146,7 +146,7 @@ TEST_F(RunTest, AnInvalidConstantUnderTheTimerIsReportedOnceAndStopsTheTimer) {
               u"300|Sequence 1: Stop|Sequence 2: Stop"_s);
 }
 
-TEST_F(RunTest, TimerTicksRunTheSelectionAndTheEnterKeyItsRow) {
+TEST_F(RunTest, TimerTicksRunTheSelectionAtTheIntervalAndEnterItsRow) {
     QString order; // the runs in the order they started
     QObject::connect(&panel, &FrontPanel::changed, [&](Ctl c) {
         if ((c == Ctl::Panel2 || c == Ctl::Panel3) && panel.text(c).endsWith(u"Run"))
@@ -163,9 +163,8 @@ TEST_F(RunTest, TimerTicksRunTheSelectionAndTheEnterKeyItsRow) {
     runs().cellEnterPressed(Ctl::C4);
     runs().cellEnterPressed(Ctl::D3);
     EXPECT_EQ(order, u"12212"_s);
-}
 
-TEST_F(RunTest, TheIntervalDialogTakesOneTo2000AndElseAThousand) {
+    // The interval dialog takes one to2000 and else athousand.
     const std::pair<std::optional<QString>, int> answers[] = {
         {"500", 500},   {"2000", 2000}, {"1", 1},     {"1.9", 1}, {"0", 1000},        {"-5", 1000},
         {"2001", 1000}, {"abc", 1000},  {"700", 700}, {"", 700},  {std::nullopt, 700}};

@@ -72,7 +72,7 @@ TEST_F(RigTest, PowerOpensThePortForTheModeUnrecordedAndAnalysisFollowsTheCheckM
     EXPECT_TRUE(dialogs.messages().isEmpty());
 }
 
-TEST(TesterPower, AFailedPowerOnSaysSoAndStaysOnUntilSwitchedOff) {
+TEST(TesterPower, AFailedPowerOnAndALostAdapterAreSaidOnce) {
     for (const char* microwire : {"0", "1"}) {
         Rig r("bare", {u"5"_s, u"1000"_s, QLatin1String(microwire)});
         EXPECT_EQ(r.bar(1), u"Port: 5"_s);
@@ -88,6 +88,19 @@ TEST(TesterPower, AFailedPowerOnSaysSoAndStaysOnUntilSwitchedOff) {
         r.power().TogglePower();
         EXPECT_EQ(r.state(), u"OFF closed analysing"_s);
     }
+
+    // Alost adapter is reported once and switched off.
+    Rig r("unplug");
+    r.power().TogglePower();
+    for (int i = 0; i < 3000; ++i) // a run that outlives the adapter
+        r.tester->lines().clockLow(), r.tester->lines().readData(), r.tester->lines().clockHigh();
+    EXPECT_TRUE(r.tester->powerOn()); // nothing happens inside the run itself
+    r.dialogs.thenMessage();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(r.texts({Ctl::PowerG}), u"Power OFF"_s);
+    ASSERT_EQ(r.dialogs.shown.size(), 1u);
+    EXPECT_TRUE(r.dialogs.shown[0].detail.contains(u"unplugged"_s));
+    EXPECT_TRUE(r.dialogs.scriptUsedUp());
 }
 
 TEST(TesterChoosePort, EveryKindOfAnswerSelectsAPortTestsItAndLeavesItClosed) {
@@ -122,7 +135,7 @@ TEST_F(RigTest, ABusyPortAsksAgainAndCancellingThenKeepsThePortChosenBefore) {
     EXPECT_FALSE(board->isOpen());
 }
 
-TEST_F(RigTest, PanelDoubleClicksGoByTheTextNotThePosition) {
+TEST_F(RigTest, PanelDoubleClicksGoByTheTextAndTheNoteIsNeverEmptied) {
     dialogs.thenInput(u"2"_s);
     setup().Status_PanelDblClick(1); // "Port: 1"
     EXPECT_EQ(tester->portNumber(), 2);
@@ -142,9 +155,9 @@ TEST_F(RigTest, PanelDoubleClicksGoByTheTextNotThePosition) {
     EXPECT_EQ(bar(9), u"Microwire"_s);
     setup().Status_PanelDblClick(9);
     EXPECT_FALSE(panel.isChecked(Ctl::Mset_micro));
-}
 
-TEST_F(RigTest, TheNoteCanBeEditedButNeverEmptied) {
+    // The note can be edited but never emptied.
+    dialogs.shown.clear();
     dialogs.thenInput(u"EEPROM at A0"_s).thenInput(QString()).thenInput(std::nullopt);
     for (int i = 0; i < 3; ++i)
         setup().EditNote();
@@ -177,20 +190,6 @@ TEST_F(RigTest, TheModeSwitchShowsEitherColumnAndKeepsTheStartBitTextWhenGreyed)
     setup().Mset_micro_Click();
     EXPECT_FALSE(tester->startBitOn());
     EXPECT_EQ(bar(10), u"S:OFF"_s);
-}
-
-TEST(TesterUnplug, ALostAdapterIsReportedOnceAndSwitchedOff) {
-    Rig r("unplug");
-    r.power().TogglePower();
-    for (int i = 0; i < 3000; ++i) // a run that outlives the adapter
-        r.tester->lines().clockLow(), r.tester->lines().readData(), r.tester->lines().clockHigh();
-    EXPECT_TRUE(r.tester->powerOn()); // nothing happens inside the run itself
-    r.dialogs.thenMessage();
-    QCoreApplication::processEvents();
-    EXPECT_EQ(r.texts({Ctl::PowerG}), u"Power OFF"_s);
-    ASSERT_EQ(r.dialogs.shown.size(), 1u);
-    EXPECT_TRUE(r.dialogs.shown[0].detail.contains(u"unplugged"_s));
-    EXPECT_TRUE(r.dialogs.scriptUsedUp());
 }
 
 TEST(TesterSettings, FirstStartWritesTheDefaultsAndAStoredMicrowireStartComesBack) {
