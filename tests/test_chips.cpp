@@ -111,7 +111,7 @@ TEST_F(I2cChips, EepromWritesWrapInTheirPageTakeACycleAndReadsFollowTheCounter) 
     i2c("S A0 40 55 S A1 r P S A0 41 0 1 P");
     EXPECT_EQ(i2c("S A0 40 S A1 R r P"), u"A A A FF FF"_s); // and no write cycle began
 
-    // Eeprom random current and sequential reads follow the address counter.
+    // Random, current and sequential reads follow the address counter.
     for (int i = 0; i < 256; ++i)
         eeprom().set(i, static_cast<std::uint8_t>(i ^ 0x5A));
     EXPECT_EQ(i2c("S A0 30 S A1 R R r P"), u"A A A 6A 6B 68"_s);
@@ -137,7 +137,7 @@ TEST_F(I2cChips, ThePortLatchesItsPinsAndTheConverterFollowsItsControlByte) {
     port.setExternalInputs(0xFF);
     EXPECT_EQ(i2c("S 41 r P"), u"A FF"_s);
 
-    // Pcf8591 returns the previous conversion and follows its control byte.
+    // The PCF8591 returns the previous conversion and follows its control byte.
     Pcf8591& adc = *board->pcf8591();
     // Power-on: the first byte is 0x80, then channel 0 (the half-supply divider).
     EXPECT_EQ(i2c("S 91 R R r P"), u"A 80 80 80"_s);

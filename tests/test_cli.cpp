@@ -205,7 +205,7 @@ TEST_F(CliTest, RunsFilesInTurnAndWritesTheSetUpPictureAndLineEventsSafely) {
     EXPECT_EQ(runCli({"run", commandFile("quiet.scm", {"&hA0"}, false), "--vcd", dump}).says(),
               "1 brolmet-cli: " + FileTexts::kNoLineEvents + '\n');
 
-    // Files run in turn and afailed one is skipped.
+    // Files run in turn, and one that fails to load is skipped.
     const QString first = commandFile("first.scm", {"&hA0"});
     ASSERT_TRUE(writeFile(path("foreign.scm"), "\"Some other file\"\r\n"));
     const QString last = commandFile("last.scm", {"Dump1"});

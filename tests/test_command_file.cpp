@@ -202,7 +202,7 @@ TEST(CommandFile, ShortAndWrongFilesFailAtTheirFirstBadLineAndUnreadableTextsAre
         EXPECT_EQ(std::pair(read.error, read.lines), std::pair(error, line - 1)) << line;
     }
 
-    // Refuses texts that would read back differently.
+    // Texts that would read back differently are refused.
     Scratch scratch;
     // What: a cell's index, -1 the note, -2 the title.
     const std::tuple<int, QString, const char*> refused[] = {

@@ -173,7 +173,7 @@ TEST_F(ObservationTest, TheAnalysisSwitchClearsButKeepsPositionsAndTheBitmapExpo
     observation().Rep_Clear_Click();
     EXPECT_EQ(tester->trace().currentX(), x + 5);
 
-    // Export switches off and saves the strip as abitmap after asking.
+    // The export switches off and saves the strip as a bitmap, after asking.
     dialogs.thenSaveFile(std::nullopt); // cancel: nothing at all
     observation().ExportObservation();
     const QString bmp = path("strip.bmp");

@@ -137,9 +137,8 @@ TEST_F(RunTest, AnInvalidConstantUnderTheTimerIsReportedOnceAndStopsTheTimer) {
     EXPECT_EQ(dialogs.messages(), QStringList{kI2cBadConstant});
     EXPECT_EQ(ticksDuringBox, 1);
     EXPECT_TRUE(chip.written.empty()); // only the address went out
-    EXPECT_TRUE(panel.isChecked(Ctl::Noff));
+    EXPECT_EQ(timer(), u"Off stopped"_s);
     EXPECT_EQ(tester->timerSelection(), 0);
-    EXPECT_FALSE(tester->timer().isActive());
     EXPECT_TRUE(board->wires().dtr && board->wires().rts); // the stop condition was driven
     // Sequence 2 of the same tick still ran, after the first had ended.
     EXPECT_EQ(texts({Ctl::C2, Ctl::Panel2, Ctl::Panel3}),
@@ -164,7 +163,7 @@ TEST_F(RunTest, TimerTicksRunTheSelectionAtTheIntervalAndEnterItsRow) {
     runs().cellEnterPressed(Ctl::D3);
     EXPECT_EQ(order, u"12212"_s);
 
-    // The interval dialog takes one to2000 and else athousand.
+    // The interval dialog takes 1 to 2000, and else 1000.
     const std::pair<std::optional<QString>, int> answers[] = {
         {"500", 500},   {"2000", 2000}, {"1", 1},     {"1.9", 1}, {"0", 1000},        {"-5", 1000},
         {"2001", 1000}, {"abc", 1000},  {"700", 700}, {"", 700},  {std::nullopt, 700}};
@@ -215,14 +214,13 @@ TEST_F(RunTest, MicrowireRejectsAnIllegalBitWithTheTimerOffAndABadConstantWithou
     cells(1, {"256"});
     dialogs.thenMessage().thenMessage();
     EXPECT_FALSE(runs().Timer_Timer().timerOff);
-    EXPECT_TRUE(tester->timer().isActive() && panel.isChecked(Ctl::Ns1));
+    EXPECT_EQ(timer(), u"Seq1 running"_s);
     EXPECT_EQ(cell(1, 1), u"256"_s);
     cells(1, {"2.9", "x10a1"});
     bits();
     EXPECT_TRUE(runs().Timer_Timer().timerOff);
     EXPECT_EQ(dialogs.messages(), (QStringList{kMicrowireBadConstant, kIllegalBit}));
-    EXPECT_FALSE(tester->timer().isActive());
-    EXPECT_TRUE(panel.isChecked(Ctl::Noff));
+    EXPECT_EQ(timer(), u"Off stopped"_s);
     // 0x02, then the bits before the bad character: 1 and 0
     EXPECT_EQ(bits().mid(1, 10), u"00000010"
                                  "10"_s);

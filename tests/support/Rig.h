@@ -66,6 +66,13 @@ struct Rig : Scratch {
         return QString(tester->powerOn() ? "ON" : "OFF") + (board->isOpen() ? " open" : " closed") +
                (tester->analysisOn() ? " analysing" : "");
     }
+    // The non-stop option checked ("none" when none is) and whether the timer runs.
+    QString timer() const {
+        QString option = u"none"_s;
+        for (Ctl c : {Ctl::Noff, Ctl::Ns1, Ctl::Ns2, Ctl::Ns12})
+            option = panel.isChecked(c) ? panel.text(c) : option;
+        return option + (tester->timer().isActive() ? " running" : " stopped");
+    }
     QString cell(int sequence, int k) const { return panel.text(FrontPanel::cell(sequence, k)); }
     // The cells of a sequence, "Stop" after the texts given.
     void cells(int sequence, const QStringList& texts) {
