@@ -157,13 +157,14 @@ TEST_F(I2cChips, ThePortLatchesItsPinsAndTheConverterFollowsItsControlByte) {
 
     // Channel 3 is a triangle over the virtual clock: 0 to 255 and back, one step per 100 us.
     i2c("S 90 03 P");
-    const int a = i2c("S 91 R r P").right(2).toInt(nullptr, 16);
+    const auto triangle = [&] { return i2c("S 91 R r P").right(2).toInt(nullptr, 16); };
+    const int a = triangle();
     idleNs(20 * SimulatedBoard::kTriangleStepNs);
-    const int b = i2c("S 91 R r P").right(2).toInt(nullptr, 16);
+    const int b = triangle();
     EXPECT_GE(std::abs(b - a), 20); // 20 steps idle plus the read's own port calls
     EXPECT_LE(std::abs(b - a), 40);
     idleNs(255 * SimulatedBoard::kTriangleStepNs); // half a period on: mirrored
-    EXPECT_NE(i2c("S 91 R r P").right(2).toInt(nullptr, 16), b);
+    EXPECT_NE(triangle(), b);
 }
 
 // After acknowledging its read address the chip is a transmitter: it drives bit 7 of its first
@@ -260,13 +261,6 @@ struct MicrowireChip : ChipTest {
         }
         return said.join(u' ');
     }
-    // READ of one byte: the dummy 0 comes first, so the byte spans two byte reads.
-    int readAt(const char* address) {
-        const int two =
-            mw(u"T9 1 10 %1 R R E"_s.arg(QLatin1String(address))).remove(u' ').toInt(nullptr, 16);
-        EXPECT_EQ(two & 0x8000, 0) << "dummy bit";
-        return (two >> 7) & 0xFF;
-    }
     // Selects the chip without a start bit (a 0 bit raises data out again, so that the line
     // can show DO) and reads the status until it shows ready; returns the busy reads.
     int pollUntilReady() {
@@ -307,10 +301,8 @@ TEST_F(MicrowireChip, WriteWaitsForItsCycleAndReadsBackOnlyAfterWriteEnable) {
     EXPECT_GT(busyReads, 0);
     EXPECT_LT(busyReads, 200);
     EXPECT_FALSE(chip().busy());
-    EXPECT_EQ(readAt("0010101"), 0xA7);
-    EXPECT_EQ(readAt("0010110"), 0x3C);
-    // Sequential read: after D0 of one byte the next byte follows without a dummy bit (0x17
-    // is erased): 0 A7 3C FF.
+    // READ: the dummy 0 first, so a byte spans two byte reads; after D0 of one byte the next
+    // follows without a dummy bit (0x17 is erased): 0 A7 3C FF.
     EXPECT_EQ(mw("T9 1 10 0010101 R R R E"), u"53 9E 7F"_s);
     mw(kEwds);
     EXPECT_FALSE(chip().writeEnabled());
@@ -367,7 +359,7 @@ TEST_F(MicrowireChip, ACharacterSentWhileSelectedDeselectsFirstAndTheFirstRunSee
     // A new character while CS is still high drops CS for 1 us: the chip starts over and the
     // READ, now sent with the clock already high, works.
     ASSERT_TRUE(board->wires().cs);
-    EXPECT_EQ(readAt("0000101"), 0x00);
+    EXPECT_EQ(mw("T9 1 10 0000101 R R E"), u"00 7F"_s); // the dummy 0, 0x00, then 0xFF
 }
 
 TEST_F(MicrowireChip, SigrokDecodesAReadAndAWriteOfThe93c46) {

@@ -151,7 +151,7 @@ TEST_F(RigTest, BadFilesStopAtTheirFirstBadLineWithTheirMessages) {
                                   "'pipe.scm' is NOT exist !|" + pipeReason}));
 }
 
-TEST(FileAssociation, RegistryPlanOpenerAndCommandLine) {
+TEST(FileAssociation, TheOpenerIsRegisteredForTheDesktopAndTheCommandLineNamesTheFile) {
     EXPECT_EQ(openerCommand(u"C:\\"_s, u"Brolmet"_s),
               u"\"C:\\Brolmet.exe\" \"%1\""_s); // one backslash before the program
     // An executable named other.exe keeps "Brolmet.exe" everywhere but in the command.
@@ -179,9 +179,8 @@ TEST(FileAssociation, RegistryPlanOpenerAndCommandLine) {
     // clang-format on
     for (const auto& [arguments, path] : lines)
         EXPECT_EQ(commandFilePath(arguments), path) << arguments.join(u'|').toStdString();
-}
 
-TEST(FileAssociation, DesktopAssociationMakesTheEntryTheDefaultOpener) {
+    // On a freedesktop system the desktop entry becomes the default opener.
     const QString entry = desktopEntry(u"/opt/my tools/$x\\100%/brolmet"_s);
     EXPECT_TRUE(entry.startsWith(u"[Desktop Entry]\n"_s));
     for (const char* line : {"\nExec=\"/opt/my tools/\\\\$x\\\\\\\\100%%/brolmet\" --open %f\n",

@@ -57,9 +57,6 @@ TEST(CommandCells, KindsConstantsAndByteTexts) {
     // clang-format on
     for (const auto& [text, value] : constants)
         EXPECT_EQ(CommandCells::constantValue(QLatin1String(text)).value_or(-1), value) << text;
-    EXPECT_EQ(CommandCells::HexByteText(u"5"_s) + CommandCells::HexByteText(u"1F"_s), u"051F"_s);
-    for (const auto& [shown, text] : {std::pair{" 5", "005"}, {" 42", "042"}, {" 200", "200"}})
-        EXPECT_EQ(CommandCells::DecByteText(QLatin1String(shown)), QLatin1String(text));
 }
 
 TEST_F(RunTest, TheStopRuleGreysTheCellsBehindAStopInBothRows) {
@@ -227,24 +224,7 @@ TEST_F(RunTest, MicrowireRejectsAnIllegalBitWithTheTimerOffAndABadConstantWithou
     EXPECT_EQ(texts({Ctl::C1, Ctl::Panel2}), u" 2|Sequence 1: Stop"_s);
 }
 
-TEST_F(RunTest, AClickDuringTheResetPulsesYieldIsDropped) {
-    microwire();
-    cells(1, {"&h01"});
-    int nested = 0;
-    dialogs.duringYield = [&] {
-        const auto before = board->sentCharacters().size();
-        runs().Go1_Click();
-        runs().Timer_Timer();
-        nested += static_cast<int>(board->sentCharacters().size() - before);
-    };
-    runs().selectOption(Ctl::Ns1);
-    runs().Go1_Click();
-    EXPECT_EQ(nested, 0);
-    EXPECT_EQ(board->sentCharacters().size(), 1u);
-    EXPECT_FALSE(tester->busy());
-}
-
-TEST_F(RunTest, TheResetDialogKeepsAsksAgainAndRoundsHalvesToEven) {
+TEST_F(RunTest, TheResetDialogRoundsHalvesToEvenAndAClickDuringTheResetPulseIsDropped) {
     microwire();
     // Out of range asks again; 0, empty, no number and cancel keep the value; halves go to even.
     dialogs.thenInput(u"10"_s).thenMessage().thenInput(u"-1"_s);
@@ -260,6 +240,21 @@ TEST_F(RunTest, TheResetDialogKeepsAsksAgainAndRoundsHalvesToEven) {
                                 "Mocrowire Reset Setting| 9"_s);
     EXPECT_EQ(dialogs.messages().front(), u"Wrong value!\r\nValid range 1-9 !"_s);
     EXPECT_EQ(bar(11), u"2916.67 uS"_s);
+
+    // A click during the reset pulse's yield is dropped.
+    cells(1, {"&h01"});
+    int nested = 0;
+    dialogs.duringYield = [&] {
+        const auto before = board->sentCharacters().size();
+        runs().Go1_Click();
+        runs().Timer_Timer();
+        nested += static_cast<int>(board->sentCharacters().size() - before);
+    };
+    runs().selectOption(Ctl::Ns1);
+    runs().Go1_Click();
+    EXPECT_EQ(nested, 0);
+    EXPECT_EQ(board->sentCharacters().size(), 1u);
+    EXPECT_FALSE(tester->busy());
 }
 
 // brolmet-cli's run: command files, each run for a number of ticks, on the test board.
