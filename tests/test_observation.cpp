@@ -74,16 +74,6 @@ struct TraceTest : ::testing::Test {
     }
 };
 
-// Analysis on, the trace begun and one address byte sent.
-struct ObservationTest : RigTest {
-    void SetUp() override {
-        power().TogglePower();
-        tester->trace().begin(true);
-        tester->i2c().start();
-        tester->i2c().writeByte(0xA0);
-    }
-};
-
 } // namespace
 
 TEST_F(TraceTest, StartSeparatorAndOneWrittenBitDrawPixelForPixel) {
@@ -157,7 +147,11 @@ TEST_F(TraceTest, AFullStripSaysMoreTimeAndDrawsNothingMoreUntilTheNextRun) {
     EXPECT_GT(countColour(trace.image(), kText, {0, 7, 10, 24}), 5); // D, C
 }
 
-TEST_F(ObservationTest, TheAnalysisSwitchClearsButKeepsPositionsAndTheBitmapExportAsks) {
+TEST_F(RigTest, TheAnalysisSwitchClearsButKeepsPositionsAndTheBitmapExportAsks) {
+    power().TogglePower(); // analysis on, the trace begun and one address byte sent
+    tester->trace().begin(true);
+    tester->i2c().start();
+    tester->i2c().writeByte(0xA0);
     Trace fresh(Trace::kPictureSize);
     fresh.init(true);
     EXPECT_GT(countColour(fresh.image(), kText, {226, 12, 60, 14}), 20);
