@@ -191,16 +191,16 @@ TEST(FileAssociation, TheOpenerIsRegisteredForTheDesktopAndTheCommandLineNamesTh
     if (xdgMime.isEmpty() || QStandardPaths::findExecutable(u"update-mime-database"_s).isEmpty())
         GTEST_SKIP() << "xdg-mime or update-mime-database is missing (xdg-utils, shared-mime-info)";
     Scratch home;
-    environment = QProcessEnvironment::systemEnvironment();
-    for (const char* desktopHint : {"XDG_CURRENT_DESKTOP", "DESKTOP_SESSION", "KDE_FULL_SESSION",
-                                    "KDE_SESSION_VERSION", "GNOME_DESKTOP_SESSION_ID"})
-        environment.remove(QString::fromLatin1(desktopHint)); // xdg-mime's generic way
+    environment = {}; // no desktop named: xdg-mime's generic way
+    environment.insert(u"PATH"_s, qEnvironmentVariable("PATH"));
     environment.insert(u"HOME"_s, home.dir.path());
     environment.insert(u"XDG_DATA_HOME"_s, home.path("share"));
     environment.insert(u"XDG_CONFIG_HOME"_s, home.path("config"));
     const QString program = home.path("bin/brolmet");
     const QByteArray defaults = "application/x-tamsolvix-commands=tamsolvix-brolmet.desktop";
-    for (int round = 0; round < 2; ++round) { // associating again leaves the same files
+    // The installed entry is the same text, and desktop-file-validate checks it (CMake test
+    // desktop_entry.validates). Associating again leaves the same files.
+    for (int round = 0; round < 2; ++round) {
         const DesktopOutcome outcome = associateOnDesktop(program, environment);
         EXPECT_TRUE(outcome.filesWritten && outcome.mimeDatabaseUpdated && outcome.defaultSet);
         EXPECT_EQ(contents(home.path("share/applications/tamsolvix-brolmet.desktop")),
@@ -211,11 +211,4 @@ TEST(FileAssociation, TheOpenerIsRegisteredForTheDesktopAndTheCommandLineNamesTh
                   kDesktopFileName);
         EXPECT_EQ(contents(home.path("config/mimeapps.list")).count(defaults), 1);
     }
-    const QString validator = QStandardPaths::findExecutable(u"desktop-file-validate"_s);
-    EXPECT_EQ(validator.isEmpty()
-                  ? QString()
-                  : toolOutput(validator,
-                               {home.path("share/applications/tamsolvix-brolmet.desktop")},
-                               environment),
-              QString());
 }
