@@ -106,10 +106,6 @@ CliResult runCli(const QStringList& arguments, const QString& folder) {
     return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
 }
 
-#define SKIP_WITHOUT_SIGROK()                                                                      \
-    if (SigrokCli::program().isEmpty())                                                            \
-    GTEST_SKIP() << "sigrok-cli is not on PATH (Debian package sigrok-cli)"
-
 } // namespace
 
 TEST(Eeprom, EveryChipTakesAFileOfRandomBytesReadsItBackVerifiesAndErases) {
@@ -371,8 +367,7 @@ TEST(Eeprom, SigrokDecodesTheFileOnTheWiresOfA24cxxAndA93cxx) {
         rig.board->setRecorder(nullptr);
         QString error;
         ASSERT_TRUE(probe.writeVcd(vcd, &error));
-        const QStringList lines = SigrokCli::decode(vcd, decoders, annotations, &error);
-        ASSERT_TRUE(error.isEmpty()) << error.toStdString();
+        const QStringList lines = SigrokCli::decode(vcd, decoders, annotations);
 
         // 24xx: "Page write (addr=08, 8 bytes): 37 7E ..." and "Sequential random read (...)".
         // 93xx: "Write word", "Address: 0x0001" (the data bit after the last clock rise is not

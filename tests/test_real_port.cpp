@@ -2,6 +2,7 @@
 // with the virtual adapter (preloaded by ctest) answering the modem-line calls from the test
 // board. Each case gets a pseudo-terminal of its own; no real port is ever opened.
 #include "actions/Tester.h"
+#include "bus/AdapterInfo.h"
 #include "bus/SerialPortBackend.h"
 #include "model/AdapterTexts.h"
 #include "model/FrontPanel.h"
@@ -305,4 +306,80 @@ TEST(AdapterInfo, ThePortListComesFromSysfsAloneWithThePortNumbersThatOpenEachDe
                              "port 2\r\n    ") +
                   byId);
     EXPECT_EQ(listed[1].info.serialNumber, QStringLiteral("A50285BI"));
+}
+
+TEST(AdapterInfo, TheFamilyComesFromTheKernelDriverOrTheUsbIdsWithWhatTheUserMustKnow) {
+    using F = AdapterInfo::Family;
+    // A sysfs tree of our own: /class/tty/<name>/device/driver links to the driver.
+    QTemporaryDir sys;
+    const struct {
+        const char* tty;
+        const char* driver;
+        F family;
+        const char* familyText;
+        const char* warning; // a word the warning has ("" for none)
+    } cases[] = {
+        {"ttyUSB0", "ftdi_sio", F::Ftdi, "FTDI (ftdi_sio)", ""},
+        {"ttyUSB1", "pl2303", F::Pl2303, "Prolific PL2303 (pl2303)", "\"auto\""},
+        {"ttyUSB2", "ch341-uart", F::Ch34x, "WCH CH340/CH341 (ch341-uart)", "\"auto\""},
+        {"ttyUSB3", "cp210x", F::Cp210x, "Silicon Labs CP210x (cp210x)", ""},
+        {"ttyACM0", "cdc_acm", F::CdcAcm, "CDC-ACM (cdc_acm)", "CTS"},
+        {"ttyS0", "serial8250", F::Native, "built-in 16550 UART (serial8250)", ""},
+        {"ttyXY0", "xy_uart", F::Unknown, "unknown (driver xy_uart)", ""},
+    };
+    for (const auto& c : cases) {
+        const QString dir = sys.filePath(QStringLiteral("class/tty/%1/device").arg(c.tty));
+        const QString driver = sys.filePath(QStringLiteral("bus/drivers/") + c.driver);
+        ASSERT_TRUE(QDir().mkpath(dir) && QDir().mkpath(driver));
+        ASSERT_TRUE(QFile::link(driver, dir + QStringLiteral("/driver")));
+        const AdapterInfo info =
+            AdapterInfo::identify(QStringLiteral("/nonexistent/") + c.tty, sys.path());
+        EXPECT_EQ(info.family, c.family) << c.tty;
+        EXPECT_EQ(info.familyText(), QLatin1String(c.familyText));
+        EXPECT_TRUE(info.warning().contains(QLatin1String(c.warning))) << c.tty;
+        EXPECT_EQ(info.warning().isEmpty(), *c.warning == 0) << c.tty;
+    }
+    EXPECT_EQ(AdapterInfo::identify(QStringLiteral("/nonexistent/ttyUSB9"), sys.path()).family,
+              F::Unknown);
+    // Newer kernels: the tty's device is the serial core's port, below its controller, below
+    // the UART itself.
+    const QString uart = sys.filePath(QStringLiteral("devices/00:01"));
+    ASSERT_TRUE(QDir().mkpath(uart + QStringLiteral("/ctrl/port")) &&
+                QDir().mkpath(sys.filePath(QStringLiteral("class/tty/ttyS1"))));
+    for (const char* level : {"/ctrl/port/driver port", "/ctrl/driver ctrl", "/driver serial"}) {
+        const QStringList linkAndDriver = QString::fromLatin1(level).split(QLatin1Char(' '));
+        const QString driver = sys.filePath(QStringLiteral("bus/drivers/") + linkAndDriver[1]);
+        ASSERT_TRUE(QDir().mkpath(driver) && QFile::link(driver, uart + linkAndDriver[0]));
+    }
+    ASSERT_TRUE(QFile::link(uart + QStringLiteral("/ctrl/port"),
+                            sys.filePath(QStringLiteral("class/tty/ttyS1/device"))));
+    EXPECT_EQ(AdapterInfo::identify(QStringLiteral("/nonexistent/ttyS1"), sys.path()).driver,
+              QStringLiteral("serial"));
+    EXPECT_EQ(AdapterInfo::familyFromUsbIds(0x0403, 0x6015), F::Ftdi);
+    EXPECT_EQ(AdapterInfo::familyFromUsbIds(0x10C4, 0xEA60), F::Cp210x);
+    EXPECT_EQ(AdapterInfo::familyFromUsbIds(0x067B, 0x23A3), F::Pl2303);
+    EXPECT_EQ(AdapterInfo::familyFromUsbIds(0x1A86, 0x7523), F::Ch34x);
+    EXPECT_EQ(AdapterInfo::familyFromUsbIds(0x1A86, 0x55D4), F::Unknown); // a CH9102
+    AdapterInfo ids;
+    ids.vendorId = 0x0403;
+    ids.productId = 0x6001;
+    EXPECT_EQ(ids.usbIdText(), QStringLiteral("0403:6001"));
+}
+
+TEST(AdapterTiming, TheSettleTimeIsAutoOrMicrosecondsAndAnythingElseChangesNothing) {
+    const AdapterTiming autoSettle = *AdapterTiming::withSettle({}, QStringLiteral(" AUTO "));
+    EXPECT_TRUE(autoSettle.autoSettle);
+    EXPECT_EQ(autoSettle.settleText(), QStringLiteral("auto"));
+    const AdapterTiming fixed = *AdapterTiming::withSettle(autoSettle, QStringLiteral("250"));
+    EXPECT_FALSE(fixed.autoSettle);
+    EXPECT_EQ(fixed.settle, std::chrono::microseconds(250));
+    EXPECT_EQ(fixed.settleText(), QStringLiteral("250"));
+    const AdapterTiming spaced = *AdapterTiming::withMinChange(fixed, QStringLiteral("5"));
+    EXPECT_EQ(spaced.minChange, std::chrono::microseconds(5));
+    EXPECT_EQ(spaced.settle, fixed.settle);
+    EXPECT_EQ(spaced.minChangeText(), QStringLiteral("5"));
+    for (const char* bad : {"", "-1", "1.5", "2000000", "5us", "automatic"}) {
+        EXPECT_FALSE(AdapterTiming::withSettle({}, QLatin1String(bad))) << bad;
+        EXPECT_FALSE(AdapterTiming::withMinChange({}, QLatin1String(bad))) << bad;
+    }
 }

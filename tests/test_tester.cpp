@@ -1,352 +1,314 @@
-#include "actions/Tester.h"
-#include "model/FrontPanel.h"
-#include "sim/SimulatedBoard.h"
-#include "support/ScriptedDialogs.h"
+// The actions without a window: start-up and settings, power and port, the set-up dialogs,
+// the device scan and the line test.
+#include "bus/PortDeviceMap.h"
+#include "bus/SerialPortBackend.h"
+#include "support/Rig.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QSettings>
-#include <QTemporaryDir>
 
-#include <gtest/gtest.h>
-
-#include <vector>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <pty.h>
+#include <unistd.h>
 
 namespace {
 
-struct Recorded : LevelRecorder {
+struct Counted : LevelRecorder {
     int count = 0;
     void recordLevel(Line, bool) override { ++count; }
 };
 
-struct TesterFixture : ::testing::Test {
-    FrontPanel panel;
-    SimulatedBoard board;
-    ScriptedDialogs dialogs;
-    Tester tester{panel, board, dialogs};
-    Recorded trace;
-
-    void SetUp() override {
-        tester.startUp({});
-        tester.lines().setRecorder(&trace);
-    }
-    void TearDown() override {
-        EXPECT_TRUE(dialogs.scriptUsedUp()) << "a scripted answer was never asked for";
-    }
-    QString panelText(int n) const { return panel.text(FrontPanel::panel(n)); }
-    bool panelEnabled(int n) const { return panel.isEnabled(FrontPanel::panel(n)); }
-};
+const QString kPortQuestion = u"Serial Port (1,2,3,4)?\r\nActual: 1|Port Number Setting.|"_s;
 
 } // namespace
 
-TEST_F(TesterFixture, StartsWithTheDesignTextsAndTheStartState) {
-    EXPECT_EQ(panel.text(Ctl::Fo), QStringLiteral("I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"));
-    EXPECT_EQ(panel.text(Ctl::Megjegyzes), QStringLiteral("Note:  "));
-    const QStringList panels = {QStringLiteral("Port: 1"),
-                                QStringLiteral("Sequence 1: Stop"),
-                                QStringLiteral("Sequence 2: Stop"),
-                                {},
-                                {},
-                                {},
-                                {},
-                                QStringLiteral(" 1000mS"),
-                                QStringLiteral("I2C"),
-                                QStringLiteral("S:ON"),
-                                QStringLiteral("3750.00 uS")};
-    for (int n = 1; n <= 11; ++n)
-        EXPECT_EQ(panelText(n), panels[n - 1]) << "panel " << n;
-    EXPECT_FALSE(panelEnabled(10));
-    EXPECT_FALSE(panelEnabled(11));
-    EXPECT_TRUE(panelEnabled(9));
-
-    EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power OFF"));
+TEST_F(RigTest, StartsInTheStartState) {
+    for (const StartState& s : kStartState)
+        EXPECT_EQ(startState(s, &panel[s.control]), startState(s))
+            << FrontPanel::name(s.control).toStdString();
     EXPECT_EQ(panel[Ctl::PowerG].colour, QColor(128, 255, 128));
-    EXPECT_TRUE(panel.isChecked(Ctl::Anal_be));
-    EXPECT_TRUE(panel.isChecked(Ctl::Noff));
-    EXPECT_EQ(tester.timerSelection(), 0);
-    EXPECT_FALSE(panel.isChecked(Ctl::Mset_micro));
-    EXPECT_FALSE(panel.isChecked(Ctl::Mset_start));
-    EXPECT_FALSE(panel.isEnabled(Ctl::Mset_start));
-    EXPECT_FALSE(panel.isEnabled(Ctl::Mset_reset));
-    EXPECT_TRUE(panel.isEnabled(Ctl::Mset_Device));
-    EXPECT_EQ(panel.text(Ctl::Label8), QStringLiteral("A Stop"));
-
-    for (int s = 1; s <= 2; ++s)
-        for (int k = 1; k <= 4; ++k)
-            EXPECT_EQ(panel.text(FrontPanel::cell(s, k)), QStringLiteral("Stop"));
-    EXPECT_FALSE(board.isOpen());
-    EXPECT_EQ(board.selectedPort(), 1);
+    EXPECT_EQ(tester->timerSelection(), 0);
+    EXPECT_EQ(state(), u"OFF closed analysing"_s);
+    EXPECT_EQ(board->selectedPort(), 1);
 }
 
-TEST_F(TesterFixture, PowerOpensThePortForTheModeUnrecordedAndAnalysisFollowsTheCheckMark) {
-    tester.power().TogglePower(); // I2C: clock and data high, the bus idle
-    EXPECT_TRUE(board.isOpen());
-    EXPECT_TRUE(board.wires().dtr && board.wires().rts);
-    EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power ON"));
+TEST_F(RigTest, PowerOpensThePortForTheModeUnrecordedAndAnalysisFollowsTheCheckMark) {
+    Counted trace;
+    tester->lines().setRecorder(&trace);
+    power().TogglePower(); // I2C: clock and data high, the bus idle
+    EXPECT_EQ(state(), u"ON open analysing"_s);
+    EXPECT_TRUE(board->wires().dtr && board->wires().rts);
     EXPECT_EQ(panel[Ctl::PowerG].colour, QColor(255, 128, 128));
     EXPECT_FALSE(panel.isEnabled(Ctl::Mset_micro));
-    EXPECT_EQ(trace.count, 0); // analysis was suspended while switching
-    EXPECT_TRUE(tester.analysisOn());
-
+    EXPECT_EQ(trace.count, 0);             // analysis was suspended while switching
     panel.setChecked(Ctl::Anal_be, false); // analysis comes back from the check mark only
-    tester.power().TogglePower();
-    EXPECT_FALSE(tester.powerOn());
-    EXPECT_FALSE(board.isOpen());
-    EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power OFF"));
+    power().TogglePower();
+    EXPECT_EQ(state(), u"OFF closed"_s);
     EXPECT_EQ(panel[Ctl::PowerG].colour, QColor(128, 255, 128));
     EXPECT_TRUE(panel.isEnabled(Ctl::Mset_micro));
-    EXPECT_FALSE(tester.analysisOn());
     panel.setChecked(Ctl::Anal_be, true);
-
-    tester.setup().Mset_micro_Click(); // Microwire: data high, clock low
-    tester.power().TogglePower();
-    EXPECT_TRUE(board.isOpen());
-    EXPECT_TRUE(board.wires().dtr);
-    EXPECT_FALSE(board.wires().rts);
+    setup().Mset_micro_Click(); // Microwire: data high, clock low
+    power().TogglePower();
+    EXPECT_EQ(state(), u"ON open analysing"_s);
+    EXPECT_TRUE(board->wires().dtr && !board->wires().rts);
     EXPECT_EQ(trace.count, 0);
-    EXPECT_TRUE(tester.analysisOn());
-    EXPECT_TRUE(dialogs.shown.empty());
+
+    // Choosing a port while powered switches off; TogglePower brought analysis back before
+    // the stop condition was driven: three line changes and the two idle records after a stop.
+    // Without the check mark nothing is recorded.
+    power().TogglePower();
+    setup().Mset_micro_Click();
+    for (const bool analysis : {true, false}) {
+        panel.setChecked(Ctl::Anal_be, analysis);
+        power().TogglePower();
+        trace.count = 0;
+        dialogs.thenInput(u"1"_s);
+        power().ChoosePort();
+        EXPECT_EQ(state(), analysis ? u"OFF closed analysing"_s : u"OFF closed"_s);
+        EXPECT_EQ(trace.count, analysis ? 5 : 0);
+    }
+    EXPECT_TRUE(dialogs.messages().isEmpty());
 }
 
-TEST(TesterPower, AFailedPowerOnSaysSoAndStaysOnUntilSwitchedOff) {
-    for (const bool microwire : {false, true}) {
-        FrontPanel panel;
-        SimulatedBoard board;
-        ScriptedDialogs dialogs;
-        Tester tester(panel, board, dialogs);
-        Tester::StartSettings settings;
-        settings.port = QStringLiteral("5"); // a stored port that does not exist
-        settings.microwire = microwire ? QStringLiteral("1") : QStringLiteral("0");
-        tester.startUp(settings);
-        EXPECT_EQ(panel.text(FrontPanel::panel(1)), QStringLiteral("Port: 5"));
-
-        dialogs.thenMessage();
-        tester.power().TogglePower();
-        ASSERT_EQ(dialogs.messages().size(), 1);
-        EXPECT_EQ(dialogs.messages().front(),
-                  microwire ? QStringLiteral("Not Valid Com Port!\r\nPlease Check!")
-                            : QStringLiteral("Error! Not foung free Comm Port!"));
-        EXPECT_TRUE(dialogs.shown.front().detail.contains(QStringLiteral("does not exist")));
-        EXPECT_TRUE(tester.powerOn());
-        EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power ON"));
-        EXPECT_FALSE(board.isOpen());
-
-        tester.power().TogglePower();
-        EXPECT_FALSE(tester.powerOn());
-        EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power OFF"));
+TEST(TesterPower, AFailedPowerOnAndALostAdapterAreSaidOnce) {
+    for (const char* microwire : {"0", "1"}) {
+        Rig r("bare", {u"5"_s, u"1000"_s, QLatin1String(microwire)});
+        EXPECT_EQ(r.bar(1), u"Port: 5"_s);
+        r.dialogs.thenMessage();
+        r.power().TogglePower();
+        EXPECT_EQ(r.dialogs.messages(),
+                  QStringList{*microwire == '1' ? "Not Valid Com Port!\r\nPlease Check!"
+                                                : "Error! Not foung free Comm Port!"});
+        EXPECT_TRUE(r.dialogs.shown.front().detail.contains(u"does not exist"_s));
+        EXPECT_EQ(r.state(), u"ON closed analysing"_s);
+        r.tester->microwire().resetPulse(9); // on a closed port: nothing sent, and it goes on
+        EXPECT_TRUE(r.board->sentCharacters().empty());
+        r.power().TogglePower();
+        EXPECT_EQ(r.state(), u"OFF closed analysing"_s);
     }
+
+    // A lost adapter is reported once and switched off.
+    Rig r("unplug");
+    r.power().TogglePower();
+    for (int i = 0; i < 3000; ++i) // a run that outlives the adapter
+        r.tester->lines().clockLow(), r.tester->lines().readData(), r.tester->lines().clockHigh();
+    EXPECT_TRUE(r.tester->powerOn()); // nothing happens inside the run itself
+    r.dialogs.thenMessage();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(r.texts({Ctl::PowerG}), u"Power OFF"_s);
+    ASSERT_EQ(r.dialogs.shown.size(), 1u);
+    EXPECT_TRUE(r.dialogs.shown[0].detail.contains(u"unplugged"_s));
+    EXPECT_TRUE(r.dialogs.scriptUsedUp());
 }
 
 TEST(TesterChoosePort, EveryKindOfAnswerSelectsAPortTestsItAndLeavesItClosed) {
-    const struct {
-        std::optional<QString> answer;
-        int port;
-    } cases[] = {
-        {QStringLiteral("3"), 3},    {QStringLiteral("7"), 1}, {QStringLiteral("0"), 1},
-        {QStringLiteral("abc"), 1},  {std::nullopt, 1},        {QStringLiteral("&h2"), 2},
-        {QStringLiteral("4.99"), 4},
-    };
-    for (const auto& c : cases) {
-        FrontPanel panel;
-        SimulatedBoard board;
-        board.setPortState(3, SimulatedBoard::PortState::Free);
-        board.setPortState(4, SimulatedBoard::PortState::Free);
-        ScriptedDialogs dialogs;
-        Tester tester(panel, board, dialogs);
-        tester.startUp({});
-        dialogs.thenInput(c.answer);
-        tester.power().ChoosePort();
-        const QString what = c.answer.value_or(QStringLiteral("(cancel)"));
-        EXPECT_EQ(tester.portNumber(), c.port) << what.toStdString();
-        EXPECT_EQ(board.selectedPort(), c.port);
-        EXPECT_EQ(panel.text(FrontPanel::panel(1)), QStringLiteral("Port: %1").arg(c.port));
-        EXPECT_FALSE(board.isOpen());
-        EXPECT_EQ(board.opens(), 1);
-        EXPECT_FALSE(tester.powerOn());
-        ASSERT_EQ(dialogs.shown.size(), 1u);
-        EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("Serial Port (1,2,3,4)?\r\nActual: 1"));
-        EXPECT_EQ(dialogs.shown[0].title, QStringLiteral("Port Number Setting."));
-        EXPECT_TRUE(dialogs.shown[0].defaultText.isEmpty());
+    const std::pair<std::optional<QString>, int> cases[] = {
+        {"3", 3}, {"7", 1}, {"0", 1}, {"abc", 1}, {std::nullopt, 1}, {"&h2", 2}, {"4.99", 4}};
+    for (const auto& [answer, port] : cases) {
+        Rig r;
+        r.board->setPortState(3, SimulatedBoard::PortState::Free);
+        r.board->setPortState(4, SimulatedBoard::PortState::Free);
+        r.dialogs.thenInput(answer);
+        r.power().ChoosePort();
+        EXPECT_EQ(std::pair(r.tester->portNumber(), r.board->selectedPort()),
+                  std::pair(port, port));
+        EXPECT_EQ(r.bar(1), u"Port: %1"_s.arg(port));
+        EXPECT_EQ(r.state(), u"OFF closed analysing"_s);
+        EXPECT_EQ(r.board->opens(), 1);
+        EXPECT_EQ(r.dialogs.shown.size(), 1u);
+        EXPECT_EQ(r.dialogs.asked(0), kPortQuestion);
     }
 }
 
-TEST_F(TesterFixture, ABusyPortAsksAgainAndCancellingThenKeepsThePortChosenBefore) {
-    dialogs.thenInput(QStringLiteral("3")).thenMessage().thenInput(QStringLiteral("2"));
-    tester.power().ChoosePort();
-    EXPECT_EQ(dialogs.messages(),
-              QStringList{QStringLiteral("Error! Not free or valid Comm Port!")});
-    EXPECT_TRUE(dialogs.shown[1].detail.contains(QStringLiteral("in use")));
-    EXPECT_EQ(dialogs.shown[2].text, QStringLiteral("Serial Port (1,2,3,4)?\r\nActual: 1"));
-    EXPECT_EQ(tester.portNumber(), 2);
-    EXPECT_FALSE(board.isOpen());
-
-    dialogs.thenInput(QStringLiteral("4")).thenMessage().thenInput(std::nullopt);
-    tester.power().ChoosePort();
-    EXPECT_EQ(tester.portNumber(), 2);
-    EXPECT_EQ(board.selectedPort(), 2);
-    EXPECT_EQ(panelText(1), QStringLiteral("Port: 2"));
-    EXPECT_FALSE(board.isOpen());
+TEST_F(RigTest, ABusyPortAsksAgainAndCancellingThenKeepsThePortChosenBefore) {
+    dialogs.thenInput(u"3"_s).thenMessage().thenInput(u"2"_s);
+    dialogs.thenInput(u"4"_s).thenMessage().thenInput(std::nullopt);
+    power().ChoosePort();
+    power().ChoosePort();
+    EXPECT_EQ(dialogs.messages(), QStringList(2, "Error! Not free or valid Comm Port!"));
+    EXPECT_TRUE(dialogs.shown[1].detail.contains(u"in use"_s));
+    EXPECT_EQ(dialogs.asked(2), kPortQuestion);
+    EXPECT_EQ(std::pair(tester->portNumber(), board->selectedPort()), std::pair(2, 2));
+    EXPECT_EQ(bar(1), u"Port: 2"_s);
+    EXPECT_FALSE(board->isOpen());
 }
 
-TEST_F(TesterFixture, ChoosingAPortWhilePoweredSwitchesOffAndTracesTheClosingStop) {
-    tester.power().TogglePower();
-    dialogs.thenInput(QStringLiteral("1"));
-    tester.power().ChoosePort();
-    EXPECT_FALSE(tester.powerOn());
-    EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power OFF"));
-    EXPECT_FALSE(board.isOpen());
-    // TogglePower brought analysis back before the stop condition was driven: three line
-    // changes and the two idle records after a stop.
-    EXPECT_EQ(trace.count, 5);
-    EXPECT_TRUE(tester.analysisOn());
-
-    panel.setChecked(Ctl::Anal_be, false);
-    trace.count = 0;
-    dialogs.thenInput(QStringLiteral("1"));
-    tester.power().ChoosePort();
-    EXPECT_EQ(trace.count, 0);
-    EXPECT_FALSE(tester.analysisOn());
-}
-
-TEST_F(TesterFixture, PanelDoubleClicksGoByTheTextNotThePosition) {
-    dialogs.thenInput(QStringLiteral("2"));
-    tester.setup().Status_PanelDblClick(1); // "Port: 1"
-    EXPECT_EQ(tester.portNumber(), 2);
-
-    panel.setText(FrontPanel::panel(1), QStringLiteral("Port:2")); // no blank: not a port text
-    tester.setup().Status_PanelDblClick(1);
-    panel.setText(FrontPanel::panel(1), QStringLiteral("Port: 5"));
-    tester.setup().Status_PanelDblClick(1);
-    for (int n : {2, 3, 4, 10, 11})
-        tester.setup().Status_PanelDblClick(n);
-    EXPECT_EQ(dialogs.shown.size(), 1u);
-
-    panel.setText(FrontPanel::panel(4), QStringLiteral("Port: 3")); // any panel with the text
-    dialogs.thenInput(QStringLiteral("1"));
-    tester.setup().Status_PanelDblClick(4);
+TEST_F(RigTest, PanelDoubleClicksGoByTheTextAndTheNoteIsNeverEmptied) {
+    dialogs.thenInput(u"2"_s);
+    setup().Status_PanelDblClick(1); // "Port: 1"
+    EXPECT_EQ(tester->portNumber(), 2);
+    panel.setText(Ctl::Panel1, u"Port:2"_s); // no blank: not a port text
+    setup().Status_PanelDblClick(1);
+    panel.setText(Ctl::Panel1, u"Port: 5"_s);
+    for (int n : {1, 2, 3, 4, 10, 11})
+        setup().Status_PanelDblClick(n);
+    panel.setText(Ctl::Panel4, u"Port: 3"_s); // any panel with the text
+    dialogs.thenInput(u"1"_s);
+    setup().Status_PanelDblClick(4);
     EXPECT_EQ(dialogs.shown.size(), 2u);
+    power().TogglePower();
+    setup().Status_PanelDblClick(9); // "I2C" while powered: nothing
+    power().TogglePower();
+    setup().Status_PanelDblClick(9);
+    EXPECT_EQ(bar(9), u"Microwire"_s);
+    setup().Status_PanelDblClick(9);
+    EXPECT_FALSE(panel.isChecked(Ctl::Mset_micro));
 
-    tester.power().TogglePower();
-    tester.setup().Status_PanelDblClick(9); // "I2C" while powered: nothing
-    EXPECT_FALSE(panel.isChecked(Ctl::Mset_micro));
-    tester.power().TogglePower();
-    tester.setup().Status_PanelDblClick(9);
-    EXPECT_TRUE(panel.isChecked(Ctl::Mset_micro));
-    EXPECT_EQ(panelText(9), QStringLiteral("Microwire"));
-    tester.setup().Status_PanelDblClick(9);
-    EXPECT_FALSE(panel.isChecked(Ctl::Mset_micro));
+    // The note can be edited but never emptied.
+    dialogs.shown.clear();
+    dialogs.thenInput(u"EEPROM at A0"_s).thenInput(QString()).thenInput(std::nullopt);
+    for (int i = 0; i < 3; ++i)
+        setup().EditNote();
+    EXPECT_EQ(dialogs.asked(0), u"Sequences Comment: |No Title| "_s);
+    EXPECT_EQ(dialogs.shown[2].defaultText, u"EEPROM at A0"_s);
+    EXPECT_EQ(tester->noteText(), u"EEPROM at A0"_s);
+    EXPECT_EQ(panel.text(Ctl::Megjegyzes), u"Note: EEPROM at A0"_s);
 }
 
-TEST_F(TesterFixture, TheNoteCanBeEditedButNeverEmptied) {
-    dialogs.thenInput(QStringLiteral("EEPROM at A0"));
-    tester.setup().EditNote();
-    EXPECT_EQ(dialogs.shown[0].text, QStringLiteral("Sequences Comment: "));
-    EXPECT_EQ(dialogs.shown[0].title, QStringLiteral("No Title"));
-    EXPECT_EQ(dialogs.shown[0].defaultText, QStringLiteral(" "));
-    EXPECT_EQ(panel.text(Ctl::Megjegyzes), QStringLiteral("Note: EEPROM at A0"));
-
-    dialogs.thenInput(QString()).thenInput(std::nullopt);
-    tester.setup().EditNote();
-    tester.setup().EditNote();
-    EXPECT_EQ(dialogs.shown[2].defaultText, QStringLiteral("EEPROM at A0"));
-    EXPECT_EQ(tester.noteText(), QStringLiteral("EEPROM at A0"));
-    EXPECT_EQ(panel.text(Ctl::Megjegyzes), QStringLiteral("Note: EEPROM at A0"));
-}
-
-TEST_F(TesterFixture, TheModeSwitchShowsEitherColumnAndKeepsTheStartBitTextWhenGreyed) {
+TEST_F(RigTest, TheModeSwitchShowsEitherColumnAndKeepsTheStartBitTextWhenGreyed) {
+    const auto labels = [&] {
+        QString all;
+        for (Ctl c : {Ctl::Label3, Ctl::Label4, Ctl::Label7, Ctl::Label8, Ctl::Label10,
+                      Ctl::Label13, Ctl::Label14})
+            all += panel.text(c) + '(' + panel[c].toolTip + ") ";
+        return all + bar(9) + ' ' + bar(10) + (panel.isEnabled(Ctl::Panel10) ? "" : " greyed");
+    };
     panel.setChecked(Ctl::Mset_start, true); // the check mark decides the start bit
-    tester.setup().Mset_micro_Click();
-    EXPECT_EQ(panelText(9), QStringLiteral("Microwire"));
-    EXPECT_EQ(panelText(10), QStringLiteral("S:ON"));
-    EXPECT_TRUE(panelEnabled(10) && panelEnabled(11));
-    EXPECT_TRUE(tester.startBitOn());
-    for (Ctl c :
-         {Ctl::Label4, Ctl::Label6, Ctl::Label7, Ctl::Label11, Ctl::Label12, Ctl::Label13}) {
-        EXPECT_EQ(panel.text(c), QStringLiteral("+"));
-        EXPECT_TRUE(panel[c].toolTip.isEmpty());
-    }
-    EXPECT_EQ(panel.text(Ctl::Label14), QStringLiteral("Stop"));
-    EXPECT_EQ(panel[Ctl::Label3].toolTip, QStringLiteral("Start bit ON (1)"));
+    setup().Mset_micro_Click();
+    EXPECT_EQ(labels(), u"Start(Start bit ON (1)) +() +() Stop() Start(Start bit ON (1)) +() "
+                        "Stop() Microwire S:ON"_s);
+    EXPECT_TRUE(tester->startBitOn() && panel.isEnabled(Ctl::Panel11) &&
+                panel.isEnabled(Ctl::Mset_reset));
     EXPECT_FALSE(panel.isEnabled(Ctl::Mset_Device));
-    EXPECT_TRUE(panel.isEnabled(Ctl::Mset_reset));
-
-    tester.setup().Mset_micro_Click();
-    EXPECT_EQ(panelText(10), QStringLiteral("S:ON"));
-    EXPECT_FALSE(panelEnabled(10));
-    EXPECT_TRUE(tester.startBitOn());
-    EXPECT_EQ(panel.text(Ctl::Label8), QStringLiteral("A Stop"));
-    EXPECT_EQ(panel[Ctl::Label8].toolTip, QStringLiteral("Acknowledge & Stop"));
-    EXPECT_EQ(panel[Ctl::Label4].toolTip, QStringLiteral("Acknowledge"));
-    EXPECT_TRUE(panel[Ctl::Label10].toolTip.isEmpty());
-
+    setup().Mset_micro_Click();
+    EXPECT_EQ(labels(), u"Start() A(Acknowledge) A(Acknowledge) A Stop(Acknowledge & Stop) "
+                        "Start() A(Acknowledge) A Stop(Acknowledge & Stop) I2C S:ON greyed"_s);
+    EXPECT_TRUE(tester->startBitOn());
     panel.setChecked(Ctl::Mset_start, false);
-    tester.setup().Mset_micro_Click();
-    EXPECT_FALSE(tester.startBitOn());
-    EXPECT_EQ(panelText(10), QStringLiteral("S:OFF"));
-}
-
-TEST(TesterUnplug, ALostAdapterIsReportedOnceAndSwitchedOff) {
-    FrontPanel panel;
-    auto board = SimulatedBoard::fromVariant(QStringLiteral("unplug"));
-    ScriptedDialogs dialogs;
-    Tester tester(panel, *board, dialogs);
-    tester.startUp({});
-    tester.power().TogglePower();
-    for (int i = 0; i < 3000; ++i) // a run that outlives the adapter
-        tester.lines().clockLow(), tester.lines().readData(), tester.lines().clockHigh();
-    EXPECT_TRUE(tester.powerOn()); // nothing happens inside the run itself
-    dialogs.thenMessage();
-    QCoreApplication::processEvents();
-    EXPECT_FALSE(tester.powerOn());
-    EXPECT_EQ(panel.text(Ctl::PowerG), QStringLiteral("Power OFF"));
-    ASSERT_EQ(dialogs.shown.size(), 1u);
-    EXPECT_TRUE(dialogs.shown[0].detail.contains(QStringLiteral("unplugged")));
-    EXPECT_TRUE(dialogs.scriptUsedUp());
+    setup().Mset_micro_Click();
+    EXPECT_FALSE(tester->startBitOn());
+    EXPECT_EQ(bar(10), u"S:OFF"_s);
 }
 
 TEST(TesterSettings, FirstStartWritesTheDefaultsAndAStoredMicrowireStartComesBack) {
-    QTemporaryDir dir;
-    QSettings store(dir.filePath(QStringLiteral("Pellucor.ini")), QSettings::IniFormat);
-    FrontPanel panel;
-    SimulatedBoard board;
-    ScriptedDialogs dialogs;
-    {
-        Tester tester(panel, board, dialogs);
-        tester.startUp(Tester::readSettings(store));
-        EXPECT_EQ(panel.text(FrontPanel::panel(8)), QStringLiteral(" 1000mS"));
-        tester.power().TogglePower();
-        tester.shutDown(store);
-        EXPECT_FALSE(board.isOpen());
-        EXPECT_TRUE(tester.powerOn()); // the flag and the button are left alone
-    }
-    const std::pair<const char*, const char*> written[] = {{"Setup/Port", " 1"},
-                                                           {"Setup/Timer", " 1000"},
-                                                           {"Setup/Microwire", "0"},
-                                                           {"Setup/Analizis", "True"},
-                                                           {"Setup/Start", "False"}};
-    for (const auto& [key, value] : written)
-        EXPECT_EQ(store.value(QLatin1String(key)).toString(), QLatin1String(value)) << key;
+    Scratch scratch;
+    QSettings store(scratch.path("Pellucor.ini"), QSettings::IniFormat);
+    Rig first("bare", Tester::readSettings(store));
+    first.power().TogglePower();
+    first.tester->shutDown(store);
+    EXPECT_EQ(first.state(), u"ON closed analysing"_s); // the flag is left alone
+    QStringList written;
+    for (const char* key : {"Port", "Timer", "Microwire", "Analizis", "Start"})
+        written << store.value(u"Setup/"_s + QLatin1String(key)).toString();
+    EXPECT_EQ(written, QStringList({" 1", " 1000", "0", "True", "False"}));
 
-    store.setValue(QStringLiteral("Setup/Microwire"), QStringLiteral("1"));
-    store.setValue(QStringLiteral("Setup/Start"), QStringLiteral("True"));
-    store.setValue(QStringLiteral("Setup/Analizis"), QStringLiteral("true")); // not "True"
-    store.setValue(QStringLiteral("Setup/Port"), QStringLiteral("5"));
-    store.setValue(QStringLiteral("Setup/Timer"), QStringLiteral("1e99")); // absurd, no crash
-    FrontPanel panel2;
-    Tester tester(panel2, board, dialogs);
-    tester.startUp(Tester::readSettings(store));
-    EXPECT_TRUE(panel2.isChecked(Ctl::Mset_micro));
-    EXPECT_TRUE(panel2.isChecked(Ctl::Mset_start));
-    EXPECT_EQ(panel2.text(FrontPanel::panel(10)), QStringLiteral("S:ON"));
-    EXPECT_EQ(panel2[Ctl::Label10].toolTip, QStringLiteral("Start bit ON (1)"));
-    EXPECT_FALSE(tester.analysisOn());
-    EXPECT_EQ(panel2.text(FrontPanel::panel(1)), QStringLiteral("Port: 5"));
-    EXPECT_EQ(tester.timerInterval(), 65535);
-
+    for (const auto& [key, value] : {std::pair{"Microwire", "1"},
+                                     {"Start", "True"},
+                                     {"Port", "5"},
+                                     {"Analizis", "true"}, // not "True"
+                                     {"Timer", "1e99"}})   // absurd, no crash
+        store.setValue(u"Setup/"_s + QLatin1String(key), QLatin1String(value));
+    Rig again("bare", Tester::readSettings(store));
+    EXPECT_TRUE(again.panel.isChecked(Ctl::Mset_micro) && again.panel.isChecked(Ctl::Mset_start));
+    EXPECT_EQ(again.texts({Ctl::Panel1, Ctl::Panel10}), u"Port: 5|S:ON"_s);
+    EXPECT_EQ(again.panel[Ctl::Label10].toolTip, u"Start bit ON (1)"_s);
+    EXPECT_EQ(again.state(), u"OFF closed"_s);
+    EXPECT_EQ(again.tester->timerInterval(), 65535);
     // Commas left unquoted in the file: the value is still the text as written (port 1).
-    QFile raw(dir.filePath(QStringLiteral("raw.ini")));
-    ASSERT_TRUE(raw.open(QIODevice::WriteOnly) && raw.write("[Setup]\nPort=1, 2, 3\n") > 0);
-    raw.close();
-    QSettings listed(raw.fileName(), QSettings::IniFormat);
-    EXPECT_EQ(Tester::readSettings(listed).port, QStringLiteral("1, 2, 3"));
+    ASSERT_TRUE(writeFile(scratch.path("raw.ini"), "[Setup]\nPort=1, 2, 3\n"));
+    QSettings listed(scratch.path("raw.ini"), QSettings::IniFormat);
+    EXPECT_EQ(Tester::readSettings(listed).port, u"1, 2, 3"_s);
+    EXPECT_EQ(Rig("bare", Tester::readSettings(listed)).bar(1), u"Port: 1"_s);
+}
+
+TEST(SerialPortBackend, AMissingDeviceOrOneWithoutModemLinesFailsToOpenWithAReason) {
+    const QString dev = u"/tmp/adapter"_s;
+    EXPECT_TRUE(SerialPortBackend::openFailureReason(QSerialPort::PermissionError, dev, {})
+                    .contains(u"dialout"_s));
+    EXPECT_TRUE(SerialPortBackend::openFailureReason(QSerialPort::DeviceNotFoundError, dev, {})
+                    .contains(u"/tmp/adapter does not exist"_s));
+    EXPECT_TRUE(SerialPortBackend::openFailureReason(QSerialPort::UnknownError, dev, {}).isEmpty());
+    // A path that cannot be a device: the open fails before any hardware is touched.
+    PortDeviceMap map;
+    map.mapAll(u"/nonexistent/tamsolvix-test-port"_s);
+    SerialPortBackend port(map);
+    QString why;
+    EXPECT_FALSE(port.open(&why) || port.isOpen() || why.isEmpty());
+    port.setDtr(true); // accepted while closed
+    EXPECT_TRUE(port.cts());
+
+    // A pseudo-terminal opens as a terminal but has no modem lines: refused, the user is told
+    // why, and the adapter gets no power.
+    int master = -1, slave = -1;
+    ASSERT_EQ(openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+    const QString pty = QString::fromLocal8Bit(ttyname(slave));
+    ASSERT_TRUE(map.applyOption(u"2="_s + pty));
+    SerialPortBackend ptyPort(map);
+    FrontPanel panel;
+    ScriptedDialogs dialogs;
+    Tester tester(panel, ptyPort, dialogs);
+    tester.startUp({u"2"_s});
+    dialogs.thenMessage();
+    tester.power().TogglePower();
+    EXPECT_FALSE(ptyPort.isOpen());
+    ASSERT_EQ(dialogs.shown.size(), 1u);
+    EXPECT_EQ(dialogs.shown[0].detail,
+              u"%1 has no modem-control lines (%2): it cannot drive the bus"_s.arg(
+                  pty, QString::fromLocal8Bit(strerror(ENOTTY))));
+    close(slave);
+    close(master);
+}
+
+TEST_F(RigTest, DeviceDetectReportsWhatAnsweredAndLeavesThePowerOff) {
+    // Nothing on the bus: the data line stays high. Data in stuck low: every address byte
+    // "acknowledges", which is no device at all.
+    const std::tuple<const char*, int, const char*> cases[] = {
+        {"bare", 0, "Acknowledge Not Found !\r\n||Sequence 1: Stop|"},
+        {"cts-high", 0, "Acknowledge Not Found !\r\n||Sequence 1: Stop|"},
+        {"cts-low", 256, "Device Not Found !\r\n||Sequence 1: Stop|A"},
+        {"", 6,
+         "Acknowledge Found !\r\nAddres:   64  65  144  145  160  161\r\n|40 41 90 91 A0 A1 "
+         "|Sequence 1: Stop|A"}};
+    for (const auto& [variant, acknowledged, shown] : cases) {
+        start(variant);
+        const DeviceScan::Acknowledged found = diagnostics().DeviceDetect();
+        EXPECT_EQ(std::count(found.begin(), found.end(), true), acknowledged) << variant;
+        EXPECT_EQ(texts({Ctl::Dump1, Ctl::Hex1, Ctl::Panel2, Ctl::Panel4}), QLatin1String(shown));
+    }
+    EXPECT_EQ(std::pair(dialogs.beeps, dialogs.yields), std::pair(4, 4));
+
+    start();
+    board->attach(std::make_unique<AckDevice>(0x00));
+    board->attach(std::make_unique<AckDevice>(0xA0));
+    runs().selectOption(Ctl::Ns1);
+    power().TogglePower(); // already powered: off at the end all the same
+    const DeviceScan::Acknowledged found = diagnostics().DeviceDetect();
+    EXPECT_TRUE(found[0] && found[1] && found[0xA0] && found[0xA1]);
+    EXPECT_EQ(texts({Ctl::Dump1, Ctl::Hex1, Ctl::Analog_be_sz}),
+              u"Acknowledge Found !\r\nAddres:   0  1  160  161\r\n|0 1 A0 A1 | 255"_s);
+    EXPECT_EQ(state(), u"OFF closed analysing"_s); // analysis is back on
+    EXPECT_EQ(timer(), u"Off stopped"_s);
+    EXPECT_EQ(panel.value(Ctl::Analog_be), 0);
+}
+
+TEST_F(RigTest, LineProbePassesOnTheStrapAndListsEveryFaultyPeriod) {
+    QString rises, falls;
+    for (int p = 0; p < 255; ++p)
+        rises += u" %1/"_s.arg(p), falls += u" %1\\"_s.arg(p);
+    const QString fail = u"Line Probe Fail !!\r\nSeveral Periods:"_s;
+    for (const auto& [variant, expected] : {std::pair{"", u"Line Probe OK !"_s},
+                                            {"dsr-low", fail + rises},
+                                            {"dsr-high", fail + falls},
+                                            {"dsr-late", u"Line Probe OK !"_s}}) {
+        start(variant);
+        dialogs.shown.clear();
+        dialogs.yields = 0;
+        dialogs.thenMessage();
+        EXPECT_EQ(diagnostics().LineProbe().passed, expected.endsWith(u"OK !")) << variant;
+        EXPECT_EQ(dialogs.messages(), QStringList{expected}) << variant;
+        EXPECT_EQ(dialogs.yields, 11);
+        EXPECT_EQ(state(), u"OFF closed analysing"_s);
+    }
 }

@@ -2,15 +2,16 @@
 
 #include "model/Dialogs.h"
 
-#include <QString>
 #include <QStringList>
+
+#include <gtest/gtest.h>
 
 #include <deque>
 #include <functional>
 #include <vector>
 
 // Dialogs that answer from a script. Every dialog the code opens is recorded; one that the
-// script did not expect fails the test (and is answered with Cancel / OK / No).
+// script did not expect fails the test (and is answered with Cancel or No).
 class ScriptedDialogs : public Dialogs {
 public:
     enum class Kind {
@@ -21,25 +22,39 @@ public:
     };
     struct Shown {
         Kind kind;
-        QString text; // message text, input prompt
-        QString title;
-        QString defaultText;
-        QString detail;
+        QString text, title, defaultText, detail; // text: message, prompt or filter
         Buttons buttons = Buttons::Ok;
         Icon icon = Icon::None;
     };
 
     // The next dialog of this kind gets this answer (nullopt: cancelled).
-    ScriptedDialogs& thenInput(std::optional<QString> answer);
-    ScriptedDialogs& thenMessage(Answer answer = Answer::Ok);
-    ScriptedDialogs& thenOpenFile(std::optional<QString> path);
-    ScriptedDialogs& thenSaveFile(std::optional<QString> path);
+    ScriptedDialogs& thenInput(std::optional<QString> a) { return then(Kind::Input, a); }
+    ScriptedDialogs& thenOpenFile(std::optional<QString> a) { return then(Kind::OpenFile, a); }
+    ScriptedDialogs& thenSaveFile(std::optional<QString> a) { return then(Kind::SaveFile, a); }
+    ScriptedDialogs& thenMessage(Answer answer = Answer::Ok) {
+        return then(Kind::Message, {}, answer);
+    }
 
-    Answer message(const QString& text, Buttons buttons, Icon icon, const QString& detail) override;
+    Answer message(const QString& text, Buttons buttons, Icon icon,
+                   const QString& detail) override {
+        shown.push_back({Kind::Message, text, {}, {}, detail, buttons, icon});
+        if (duringMessage)
+            duringMessage();
+        return take().answer;
+    }
     std::optional<QString> input(const QString& prompt, const QString& title,
-                                 const QString& defaultText) override;
-    std::optional<QString> openFile(const QString& filter, const QString& name) override;
-    std::optional<QString> saveFile(const QString& filter, const QString& name) override;
+                                 const QString& defaultText) override {
+        shown.push_back({Kind::Input, prompt, title, defaultText, {}});
+        return take().text;
+    }
+    std::optional<QString> openFile(const QString& filter, const QString& name) override {
+        shown.push_back({Kind::OpenFile, filter, {}, name, {}});
+        return take().text;
+    }
+    std::optional<QString> saveFile(const QString& filter, const QString& name) override {
+        shown.push_back({Kind::SaveFile, filter, {}, name, {}});
+        return take().text;
+    }
     void showExplanation() override { ++explanations; }
     void beep() override { ++beeps; }
     void yieldToUi() override {
@@ -49,28 +64,47 @@ public:
     }
     void repaintNow() override { ++repaints; }
 
+    // "text|title|default text" of the i-th dialog shown.
+    QString asked(std::size_t i) const {
+        return shown.at(i).text + u'|' + shown.at(i).title + u'|' + shown.at(i).defaultText;
+    }
     // The texts of the message boxes shown so far, in order.
-    QStringList messages() const;
+    QStringList messages() const {
+        QStringList texts;
+        for (const Shown& s : shown)
+            if (s.kind == Kind::Message)
+                texts << s.text;
+        return texts;
+    }
     bool scriptUsedUp() const { return script_.empty(); }
 
     // What happens while the program yields, or while a message box is open (a timer tick
     // or a click arriving then).
-    std::function<void()> duringYield;
-    std::function<void()> duringMessage;
-
+    std::function<void()> duringYield, duringMessage;
     std::vector<Shown> shown;
-    int beeps = 0;
-    int explanations = 0;
-    int yields = 0;
-    int repaints = 0;
+    int beeps = 0, explanations = 0, yields = 0, repaints = 0;
 
 private:
     struct Step {
         Kind kind;
         std::optional<QString> text;
-        Answer answer = Answer::Ok;
+        Answer answer = Answer::No;
     };
-    std::optional<Step> next(Kind kind, const QString& what);
-
+    ScriptedDialogs& then(Kind kind, std::optional<QString> text, Answer answer = Answer::Ok) {
+        script_.push_back({kind, std::move(text), answer});
+        return *this;
+    }
+    // The script's next step, which must be for the dialog shown last.
+    Step take() {
+        const Shown& dialog = shown.back();
+        if (script_.empty() || script_.front().kind != dialog.kind) {
+            ADD_FAILURE() << "unexpected dialog: " << dialog.text.toStdString()
+                          << dialog.defaultText.toStdString();
+            return {dialog.kind, std::nullopt};
+        }
+        const Step step = script_.front();
+        script_.pop_front();
+        return step;
+    }
     std::deque<Step> script_;
 };
