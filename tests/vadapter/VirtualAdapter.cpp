@@ -16,7 +16,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
@@ -32,60 +31,34 @@ template <typename Fn> Fn real(const char* name) {
     return reinterpret_cast<Fn>(dlsym(RTLD_NEXT, name));
 }
 
-using IoctlFn = int (*)(int, unsigned long, void*);
-using OpenFn = int (*)(const char*, int, ...);
-using OpenAtFn = int (*)(int, const char*, int, ...);
-using CloseFn = int (*)(int);
-
-std::uint64_t envMicros(const char* name, std::uint64_t fallback = 0) {
-    const char* text = std::getenv(name);
-    return text && *text ? static_cast<std::uint64_t>(std::strtod(text, nullptr) * 1000.0)
-                         : fallback;
+// Microseconds in the environment's text as nanoseconds (0 for none); rest: after the number.
+std::uint64_t nanos(const char* text, char** rest = nullptr) {
+    return text && *text ? static_cast<std::uint64_t>(std::strtod(text, rest) * 1000.0) : 0;
 }
 
 struct Sample {
     std::uint64_t atNs;
-    bool cts;
-    bool dsr;
+    bool cts, dsr;
 };
 
 // The adapter and its board. Never destroyed: calls may come while the process ends.
 struct Adapter {
     std::unique_ptr<SimulatedBoard> board;
     Clock::time_point origin = Clock::now();
-    std::uint64_t callNs = 0;
-    std::uint64_t periodNs = 0; // 0: the lines are read live
-    std::uint64_t lagNs = 0;
-    bool refuse = false;
+    std::uint64_t callNs = 0, periodNs = 0, lagNs = 0; // periodNs 0: the lines are read live
+    bool refuse = false, changed = false;
     std::deque<Sample> history; // the input levels after each change, for the cached status
     std::uint64_t lastChangeNs = 0;
-    bool changed = false;
-    VadapterCounts counts{0, 0, 0, 0, 0, -1, -1};
-
-    std::uint64_t nowNs() const {
-        return static_cast<std::uint64_t>(
-            std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - origin).count());
-    }
+    VadapterCounts counts{0, 0, 0, 0, -1, -1};
 
     void opened(int fd) {
-        callNs = envMicros("VADAPTER_CALL_US");
-        const char* cache = std::getenv("VADAPTER_CACHE_US");
-        periodNs = lagNs = 0;
-        if (cache && *cache) {
-            char* rest = nullptr;
-            periodNs = static_cast<std::uint64_t>(std::strtod(cache, &rest) * 1000.0);
-            if (rest && *rest == ',')
-                lagNs = static_cast<std::uint64_t>(std::strtod(rest + 1, nullptr) * 1000.0);
-        }
-        const char* refuseText = std::getenv("VADAPTER_REFUSE");
-        refuse = refuseText && *refuseText && std::strcmp(refuseText, "0") != 0;
+        char* rest = nullptr;
+        callNs = nanos(std::getenv("VADAPTER_CALL_US"));
+        periodNs = nanos(std::getenv("VADAPTER_CACHE_US"), &rest);
+        lagNs = rest && *rest == ',' ? nanos(rest + 1) : 0;
+        refuse = nanos(std::getenv("VADAPTER_REFUSE")) != 0;
         if (!board) {
-            const char* variant = std::getenv("VADAPTER_BOARD");
-            board = SimulatedBoard::fromVariant(QString::fromLocal8Bit(variant ? variant : ""));
-            if (!board) {
-                std::fprintf(stderr, "virtual adapter: unknown board variant %s\n", variant);
-                std::abort();
-            }
+            board = SimulatedBoard::fromVariant(QString());
             board->setCallCostNs(0); // the board follows the real time instead
         }
         catchUp();
@@ -96,7 +69,6 @@ struct Adapter {
         counts.minChangeGapNs = -1; // counted anew for each open
         changed = false;
     }
-
     void closed() {
         catchUp();
         board->close();
@@ -105,17 +77,14 @@ struct Adapter {
 
     // The board's clock follows the real time.
     std::uint64_t catchUp() {
-        const std::uint64_t now = nowNs();
+        const auto now = static_cast<std::uint64_t>(
+            std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - origin).count());
         if (now > board->nowNs())
             board->elapse(now - board->nowNs());
         return now;
     }
-
-    void record() {
-        // The input levels as the wires have them: CTS is the data line, DSR the strap to RTS.
-        const BoardWires& w = board->wires();
-        history.push_back({board->nowNs(), w.data, w.rts});
-    }
+    // The input levels as the wires have them: CTS is the data line, DSR the strap to RTS.
+    void record() { history.push_back({board->nowNs(), board->wires().data, board->wires().rts}); }
 
     // The levels the cached status shows at `now`: the lines as they were L before the last
     // refresh.
@@ -128,55 +97,36 @@ struct Adapter {
     }
 
     int answer(unsigned long request, int* bits) {
-        const Clock::time_point start = Clock::now();
         if (refuse) {
-            ++counts.refused;
             errno = ENOTTY;
             return -1;
         }
+        const Clock::time_point done = Clock::now() + std::chrono::nanoseconds(callNs);
         const std::uint64_t now = catchUp();
+        const BoardWires& w = board->wires();
         if (request == TIOCMGET) {
             ++counts.get;
-            const BoardWires& w = board->wires();
-            bool cts = board->cts();
-            bool dsr = board->dsr();
-            if (periodNs > 0) {
-                const Sample s = cached(now);
-                cts = s.cts;
-                dsr = s.dsr;
-            }
-            *bits = (w.dtr ? TIOCM_DTR : 0) | (w.rts ? TIOCM_RTS : 0) | (cts ? TIOCM_CTS : 0) |
-                    (dsr ? TIOCM_DSR : 0);
+            const Sample s = periodNs > 0 ? cached(now) : Sample{now, board->cts(), board->dsr()};
+            *bits = (w.dtr ? TIOCM_DTR : 0) | (w.rts ? TIOCM_RTS : 0) | (s.cts ? TIOCM_CTS : 0) |
+                    (s.dsr ? TIOCM_DSR : 0);
         } else {
-            const BoardWires& w = board->wires();
-            bool dtr = w.dtr;
-            bool rts = w.rts;
-            if (request == TIOCMSET) {
-                ++counts.set;
-                dtr = (*bits & TIOCM_DTR) != 0;
-                rts = (*bits & TIOCM_RTS) != 0;
-            } else {
-                const bool on = request == TIOCMBIS;
-                ++(on ? counts.bis : counts.bic);
-                if (*bits & TIOCM_DTR)
-                    dtr = on;
-                if (*bits & TIOCM_RTS)
-                    rts = on;
-            }
-            if (changed) {
-                const auto gap = static_cast<long long>(now - lastChangeNs);
-                if (counts.minChangeGapNs < 0 || gap < counts.minChangeGapNs)
-                    counts.minChangeGapNs = gap;
-            }
+            const bool on = request == TIOCMBIS;
+            ++(request == TIOCMSET ? counts.set : on ? counts.bis : counts.bic);
+            const auto level = [&](int bit, bool was) {
+                return request == TIOCMSET ? (*bits & bit) != 0 : (*bits & bit) ? on : was;
+            };
+            const bool dtr = level(TIOCM_DTR, w.dtr), rts = level(TIOCM_RTS, w.rts);
+            const auto gap = static_cast<long long>(now - lastChangeNs);
+            if (changed && (counts.minChangeGapNs < 0 || gap < counts.minChangeGapNs))
+                counts.minChangeGapNs = gap;
             changed = true;
             lastChangeNs = now;
             if (dtr != w.dtr)
                 board->setDtr(dtr);
-            if (rts != board->wires().rts)
+            if (rts != w.rts)
                 board->setRts(rts);
             record();
         }
-        const Clock::time_point done = start + std::chrono::nanoseconds(callNs);
         while (Clock::now() < done) {
         }
         return 0;
@@ -188,39 +138,9 @@ Adapter& adapter() {
     return *a;
 }
 
-int servedFd = -1;
-
-bool isServedPath(const char* path) {
-    const char* served = std::getenv("VADAPTER_DEVICE");
-    return path && served && *served && std::strcmp(path, served) == 0;
+bool served(int fd) {
+    return fd >= 0 && fd == adapter().counts.servedFd;
 }
-
-int afterOpen(int fd, const char* path) {
-    if (fd >= 0 && isServedPath(path)) {
-        servedFd = fd;
-        adapter().opened(fd);
-    }
-    return fd;
-}
-
-bool needsMode(int flags) {
-    return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
-}
-
-void writeCounts() {
-    const char* path = std::getenv("VADAPTER_COUNT_FILE");
-    if (!path || !*path)
-        return;
-    if (FILE* f = std::fopen(path, "w")) {
-        const VadapterCounts& c = adapter().counts;
-        std::fprintf(f,
-                     "TIOCMGET %llu\nTIOCMBIS %llu\nTIOCMBIC %llu\nTIOCMSET %llu\nrefused %llu\n",
-                     c.get, c.bis, c.bic, c.set, c.refused);
-        std::fclose(f);
-    }
-}
-
-[[maybe_unused]] const int kAtExit = std::atexit(writeCounts);
 
 } // namespace
 
@@ -233,48 +153,37 @@ VADAPTER_EXPORT int ioctl(int fd, unsigned long request, ...) noexcept {
     va_start(args, request);
     void* arg = va_arg(args, void*);
     va_end(args);
-    if (fd == servedFd && fd >= 0 &&
+    if (served(fd) &&
         (request == TIOCMGET || request == TIOCMBIS || request == TIOCMBIC || request == TIOCMSET))
         return adapter().answer(request, static_cast<int*>(arg));
-    static const auto next = real<IoctlFn>("ioctl");
+    static const auto next = real<int (*)(int, unsigned long, void*)>("ioctl");
     return next(fd, request, arg);
 }
 
-#define VADAPTER_OPEN(name)                                                                        \
-    VADAPTER_EXPORT int name(const char* path, int flags, ...) {                                   \
-        mode_t mode = 0;                                                                           \
-        if (needsMode(flags)) {                                                                    \
-            va_list args;                                                                          \
-            va_start(args, flags);                                                                 \
-            mode = va_arg(args, mode_t);                                                           \
-            va_end(args);                                                                          \
-        }                                                                                          \
-        static const auto next = real<OpenFn>(#name);                                              \
-        return afterOpen(next(path, flags, mode), path);                                           \
+// open() and open64(); openat() and openat64() with the type of their folder argument. The
+// device named by VADAPTER_DEVICE is served from its opening.
+#define VADAPTER_OPEN(name, ...)                                                                   \
+    VADAPTER_EXPORT int name(__VA_OPT__(__VA_ARGS__ dir, ) const char* path, int flags, ...) {     \
+        va_list args;                                                                              \
+        va_start(args, flags);                                                                     \
+        const bool needsMode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;         \
+        const mode_t mode = needsMode ? va_arg(args, mode_t) : 0;                                  \
+        va_end(args);                                                                              \
+        static const auto next = real<decltype(&name)>(#name);                                     \
+        const int fd = next(__VA_OPT__(dir, ) path, flags, mode);                                  \
+        const char* device = std::getenv("VADAPTER_DEVICE");                                       \
+        if (fd >= 0 && device && std::strcmp(path, device) == 0)                                   \
+            adapter().opened(fd);                                                                  \
+        return fd;                                                                                 \
     }
-#define VADAPTER_OPENAT(name)                                                                      \
-    VADAPTER_EXPORT int name(int dir, const char* path, int flags, ...) {                          \
-        mode_t mode = 0;                                                                           \
-        if (needsMode(flags)) {                                                                    \
-            va_list args;                                                                          \
-            va_start(args, flags);                                                                 \
-            mode = va_arg(args, mode_t);                                                           \
-            va_end(args);                                                                          \
-        }                                                                                          \
-        static const auto next = real<OpenAtFn>(#name);                                            \
-        return afterOpen(next(dir, path, flags, mode), path);                                      \
-    }
-
 VADAPTER_OPEN(open)
 VADAPTER_OPEN(open64)
-VADAPTER_OPENAT(openat)
-VADAPTER_OPENAT(openat64)
+VADAPTER_OPEN(openat, int)
+VADAPTER_OPEN(openat64, int)
 
 VADAPTER_EXPORT int close(int fd) {
-    if (fd == servedFd && fd >= 0) {
-        servedFd = -1;
+    if (served(fd))
         adapter().closed();
-    }
-    static const auto next = real<CloseFn>("close");
+    static const auto next = real<decltype(&close)>("close");
     return next(fd);
 }
