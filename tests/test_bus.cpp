@@ -4,7 +4,6 @@
 #include "bus/I2cBus.h"
 #include "bus/MicrowireBus.h"
 #include "bus/PortDeviceMap.h"
-#include "model/PanelTexts.h"
 #include "support/Rig.h"
 
 #include <QSettings>
@@ -118,94 +117,39 @@ TEST_F(LinesTest, TheDataLineIsOpenDrainAndAClosedPortReadsReleased) {
     EXPECT_TRUE(lines.readData());
 }
 
-TEST(MicrowireBus, BitsAndBytesGoOutMostSignificantFirstAndEndHigh) {
-    SimulatedBoard board;
-    WireLog& log = board.attach(std::make_unique<WireLog>());
-    PortLines lines(board);
+// Microwire: write 1 C0 D1 C1, write 0 C0 D0 C1 D1, read C0 R C1 (sampled before the rise),
+// reset pulse TXD char, D1 C1 D0 and one yield, end C1 D1 C1 D1.
+TEST_F(LinesTest, MicrowireBitsAndBytesGoOutMostSignificantFirstAndEndHigh) {
     int yields = 0;
     MicrowireBus bus(lines, [&] { ++yields; });
     ASSERT_TRUE(lines.openPortMicrowire());
-    log.levels.clear();
+    lines.setAnalysisOn(true);
     const auto calls = board.portCalls();
-    bus.writeByte(0xA5);
-    EXPECT_EQ(log.bitsOnRisingClock(), (std::vector<int>{1, 0, 1, 0, 0, 1, 0, 1}));
-    // Per bit: clock low, data, clock high, and after a 0 a further data high: 3 or 4 calls.
-    EXPECT_EQ(board.portCalls() - calls, 8u * 3 + 4);
-    EXPECT_EQ(log.levels.back(), std::make_pair(true, true));
-    log.levels.clear();
-    bus.writeByte(0x101); // only the low eight bits go out
-    EXPECT_EQ(log.bitsOnRisingClock(), (std::vector<int>{0, 0, 0, 0, 0, 0, 0, 1}));
+    bus.writeByte(0x1A5); // only the low eight bits go out
+    bus.readBit();
     bus.resetPulse(9);
     bus.end();
-    EXPECT_EQ(log.levels.back(), std::make_pair(true, true));
+    EXPECT_EQ(trace.s, QStringLiteral("cDC"
+                                      "cdCD"
+                                      "cDC"
+                                      "cdCD"
+                                      "cdCD"
+                                      "cDC"
+                                      "cdCD"
+                                      "cDC"
+                                      "cDC"
+                                      "DCd"
+                                      "CDCD"));
+    EXPECT_EQ(board.portCalls() - calls, 1u + static_cast<unsigned>(trace.s.size()));
     EXPECT_EQ(board.sentCharacters(), (std::vector<std::uint8_t>{0xFF}));
     EXPECT_EQ(yields, 1);
-
-    for (const auto& [variant, byte] : {std::pair{"cts-high", 255}, {"cts-low", 0}}) {
-        auto stuck = SimulatedBoard::fromVariant(QLatin1String(variant));
-        PortLines stuckLines(*stuck);
-        ASSERT_TRUE(stuckLines.openPortMicrowire());
-        EXPECT_EQ(MicrowireBus(stuckLines, {}).readByte(), byte) << variant;
-    }
-    QStringList characters, times;
-    for (int n = 0; n <= 10; ++n)
-        characters << QString::number(MicrowireBus::resetCharacter(n), 16);
-    for (int n = 1; n <= 9; ++n)
-        times << PanelTexts::resetTimeDigits(n);
-    EXPECT_EQ(characters.join(u' '), QStringLiteral("0 0 80 c0 e0 f0 f8 fc fe ff 0"));
-    EXPECT_EQ(times.join(u' '), QStringLiteral("416.67 833.33 1250.00 1666.67 2083.33 2500.00 "
-                                               "2916.67 3333.33 3750.00"));
-}
-
-TEST(SimulatedBoard, FaultVariantsBreakTheirLine) {
-    // (DSR with RTS on, DSR with RTS off), three times.
-    const std::pair<const char*, const char*> dsr[] = {{"", "10 10 10"},
-                                                       {"dsr-low", "00 00 00"},
-                                                       {"dsr-high", "11 11 11"},
-                                                       {"dsr-late", "00 10 10"}};
-    for (const auto& [variant, expected] : dsr) {
-        auto board = SimulatedBoard::fromVariant(QLatin1String(variant));
-        QString why, pairs;
-        ASSERT_TRUE(board && board->open(&why));
-        for (int i = 0; i < 3; ++i) {
-            board->setRts(true);
-            pairs += QString::number(board->dsr());
-            board->setRts(false);
-            pairs += QString::number(board->dsr()) + u' ';
-        }
-        EXPECT_EQ(pairs.trimmed(), QLatin1String(expected)) << variant;
-    }
-    EXPECT_EQ(SimulatedBoard::fromVariant(QStringLiteral("no-such-fault")), nullptr);
-    // Data in stuck: CTS ignores the data line.
-    auto high = SimulatedBoard::fromVariant(QStringLiteral("cts-high"));
-    auto low = SimulatedBoard::fromVariant(QStringLiteral("cts-low"));
-    QString why;
-    ASSERT_TRUE(high->open(&why) && low->open(&why));
-    high->setDtr(false);
-    low->setDtr(true);
-    EXPECT_TRUE(high->cts() && !low->cts());
-
-    // An unplugged adapter closes the port and reports once.
-    auto board = SimulatedBoard::fromVariant(QStringLiteral("unplug"));
-    QStringList reports;
-    board->setLostHandler([&](const QString& reason) { reports << reason; });
-    PortLines lines(*board);
-    ASSERT_TRUE(lines.openPortI2c());
-    for (int i = 0; i < 5000; ++i) // runs on past the unplugging without harm
-        lines.clockLow(), lines.dataHigh(), lines.readData();
-    EXPECT_FALSE(board->isOpen());
-    ASSERT_EQ(reports.size(), 1);
-    EXPECT_TRUE(reports.front().contains(QStringLiteral("unplugged")));
 }
 
 TEST(SimulatedBoard, TheResetCharacterIsAUartFrameOnTxdAndAPulseOnChipSelect) {
-    for (const auto& [character, bits] : {std::pair{0xFF, 9},
-                                          {0xFE, 8},
-                                          {0xC0, 3},
-                                          {0x80, 2},
-                                          {0x00, 1},
-                                          {0x7F, 1}}) // only leading ones count
-        EXPECT_EQ(SimulatedBoard::resetPulseBits(static_cast<std::uint8_t>(character)), bits);
+    QString pulses; // 1 + the leading ones of the character, in bit times
+    for (const int character : {0xFF, 0xFE, 0xC0, 0x80, 0x00, 0x7F})
+        pulses += QString::number(SimulatedBoard::resetPulseBits(std::uint8_t(character)));
+    EXPECT_EQ(pulses, QStringLiteral("983211"));
     EXPECT_EQ(b(9), 3'750'000u);
     EXPECT_EQ(b(1), 416'667u);
 
@@ -247,9 +191,8 @@ TEST(WireRecorder, FollowsClockDataAndDsrAndWritesThemAsAValueChangeDump) {
     QString why;
     ASSERT_TRUE(board.open(&why));
     board.setRts(true);
-    WireRecorder recorder;
-    board.setRecorder(
-        &recorder);      // at 10 us: dtr low, rts high, data low, dsr high, txd high, cs low
+    WireRecorder recorder; // from 10 us: dtr low, rts high, data low, dsr high, txd high, cs low
+    board.setRecorder(&recorder);
     board.setDtr(true);  // 20 us
     board.setRts(false); // 30 us
     board.setRts(false); // 40 us: no change, nothing recorded
@@ -279,26 +222,21 @@ TEST(WireRecorder, FollowsClockDataAndDsrAndWritesThemAsAValueChangeDump) {
 TEST(PortDeviceMap, MapsPortNumbersToDevicesFromOptionsThenSettingsThenThePlatform) {
     EXPECT_TRUE(PortDeviceMap::platformDefault(1).endsWith(QStringLiteral("S0")) ||
                 PortDeviceMap::platformDefault(1) == u"COM1");
-    PortDeviceMap single;
-    EXPECT_TRUE(single.applyOption(QStringLiteral("2=/dev/serial/by-id/usb-adapter")));
-    EXPECT_EQ(single.deviceFor(2), QStringLiteral("/dev/serial/by-id/usb-adapter"));
-    EXPECT_EQ(single.deviceFor(3), PortDeviceMap::platformDefault(3));
+    PortDeviceMap single, all;
     for (const char* wrong : {"x=/dev/a", "2=", "", "0=/tmp/a", "5=/tmp/a"}) // ports 1 to 4
         EXPECT_FALSE(single.applyOption(QLatin1String(wrong))) << wrong;
     // A bare name is the device of that name in /dev, and every message names that path.
-    EXPECT_TRUE(single.applyOption(QStringLiteral("4=ttyUSB7")));
-    EXPECT_EQ(single.deviceFor(4), QStringLiteral("/dev/ttyUSB7"));
-    PortDeviceMap all;
-    EXPECT_TRUE(all.applyOption(QStringLiteral("./adapter")));
-    EXPECT_EQ(all.deviceFor(4), QStringLiteral("./adapter"));
-
-    QTemporaryDir dir;
-    QSettings settings(dir.filePath(QStringLiteral("s.ini")), QSettings::IniFormat);
+    EXPECT_TRUE(single.applyOption(QStringLiteral("2=/dev/serial/by-id/usb")) &&
+                single.applyOption(QStringLiteral("4=ttyUSB7")) &&
+                all.applyOption(QStringLiteral("./adapter")));
+    EXPECT_EQ(QStringList({single.deviceFor(2), single.deviceFor(4), all.deviceFor(4)}),
+              QStringList({"/dev/serial/by-id/usb", "/dev/ttyUSB7", "./adapter"}));
+    EXPECT_EQ(single.deviceFor(3), PortDeviceMap::platformDefault(3));
+    Scratch scratch;
+    QSettings settings(scratch.path("s.ini"), QSettings::IniFormat);
     settings.setValue(QStringLiteral("Devices/Port1"), QStringLiteral("/tmp/from-settings"));
     settings.setValue(QStringLiteral("Devices/Port2"), QStringLiteral("/tmp/also-settings"));
-    PortDeviceMap fromSettings;
-    fromSettings.map(2, QStringLiteral("/tmp/from-option"));
-    fromSettings.readSettings(settings);
-    EXPECT_EQ(fromSettings.deviceFor(1), QStringLiteral("/tmp/from-settings"));
-    EXPECT_EQ(fromSettings.deviceFor(2), QStringLiteral("/tmp/from-option"));
+    single.readSettings(settings);
+    EXPECT_EQ(single.deviceFor(1) + ' ' + single.deviceFor(2),
+              QStringLiteral("/tmp/from-settings /dev/serial/by-id/usb"));
 }

@@ -18,19 +18,26 @@
 
 namespace {
 
-// A field read as each kind: the value, or "E" and the error number (T/F for a flag).
-QString readAs(char kind, const QByteArray& field) {
-    CommandFileReader reader(field);
-    int number = 0;
-    bool flag = false;
-    QString text;
-    const int error = kind == 'b'   ? reader.byteValue(number)
-                      : kind == 'w' ? reader.wholeNumber(number)
-                      : kind == 'f' ? reader.flag(flag)
-                                    : reader.text(text);
-    if (error != 0)
-        return QStringLiteral("E%1").arg(error);
-    return kind == 'f' ? QString(flag ? u'T' : u'F') : kind == 't' ? text : QString::number(number);
+// A field read as a byte, a whole number, a flag (T or F) and a text: "byte|whole|flag|text",
+// each the value or E and the error number; "-" where want has "-".
+QString readAs(const QByteArray& field, const QString& want) {
+    QStringList read, wanted = want.split(u'|');
+    for (int kind = 0; kind < 4; ++kind) {
+        CommandFileReader reader(field);
+        int number = 0;
+        bool flag = false;
+        QString text;
+        const int error = kind == 0   ? reader.byteValue(number)
+                          : kind == 1 ? reader.wholeNumber(number)
+                          : kind == 2 ? reader.flag(flag)
+                                      : reader.text(text);
+        read << (wanted.value(kind) == u"-" ? QStringLiteral("-")
+                 : error != 0               ? QStringLiteral("E%1").arg(error)
+                 : kind == 2                ? QString(flag ? u'T' : u'F')
+                 : kind == 3                ? text
+                                            : QString::number(number));
+    }
+    return read.join(u'|');
 }
 
 CommandFile::Read readAll(const QByteArray& bytes) {
@@ -41,50 +48,19 @@ CommandFile::Read readAll(const QByteArray& bytes) {
 } // namespace
 
 TEST(NumericValue, ReadsDecimalHexOctalAndStopsAtTheFirstStrangeCharacter) {
-    const struct {
-        const char* text;
-        double value;
-    } cases[] = {
-        {"3", 3},
-        {"&hFF", 255},
-        {"&HFF", 255},
-        {"&hff", 255},
-        {"&h100", 256},
-        {"&o17", 15},
-        {"&O777", 511},
-        {"255.9", 255.9},
-        {"-0.5", -0.5},
-        {"12abc", 12},
-        {" 31", 31},
-        {"1 2", 12},
-        {"0 3", 3},
-        {"\t4\n2", 42},
-        {"+7", 7},
-        {"2.9", 2.9},
-        {"1e3", 1000},
-        {"1D2", 100},
-        {"2.5d-1", 0.25},
-        {"1e", 1},
-        {".5", 0.5},
-        {"- 5", -5},
-        {"& h 1f", 31},
-        {"&h1G", 1},
-        {"", 0},
-        {"abc", 0},
-        {"Stop", 0},
-        {"Constans", 0},
-        {"-", 0},
-        {"&", 0},
-        {"&x1", 0},
-        {"&h", 0},
-        {"1.2.3", 1.2},
-        {"\r5", 0},
-        {"1, 2, 3", 1},
-        {"1e-99999", 0},
-        {"4294967296", 4294967296.0},
-    };
-    for (const auto& c : cases)
-        EXPECT_DOUBLE_EQ(numericValue(QString::fromLatin1(c.text)), c.value) << c.text;
+    // clang-format off
+    const std::pair<const char*, double> cases[] = {
+        {"3", 3},     {"&hFF", 255},  {"&HFF", 255},    {"&hff", 255},    {"&h100", 256},
+        {"&o17", 15}, {"&O777", 511}, {"255.9", 255.9}, {"-0.5", -0.5},   {"12abc", 12},
+        {" 31", 31},  {"1 2", 12},    {"0 3", 3},       {"\t4\n2", 42},   {"+7", 7},
+        {"2.9", 2.9}, {"1e3", 1000},  {"1D2", 100},     {"2.5d-1", 0.25}, {"1e", 1},
+        {".5", 0.5},  {"- 5", -5},    {"& h 1f", 31},   {"&h1G", 1},      {"", 0},
+        {"abc", 0},   {"Stop", 0},    {"Constans", 0},  {"-", 0},         {"&", 0},
+        {"&x1", 0},   {"&h", 0},      {"1.2.3", 1.2},   {"\r5", 0},       {"1, 2, 3", 1},
+        {"1e-99999", 0}, {"4294967296", 4294967296.0}};
+    // clang-format on
+    for (const auto& [text, value] : cases)
+        EXPECT_DOUBLE_EQ(numericValue(QString::fromLatin1(text)), value) << text;
     // Absurd inputs: infinity or zero, never a crash.
     EXPECT_TRUE(std::isinf(numericValue(QString(5000, u'9'))));
     EXPECT_EQ(numericValue(QStringLiteral("-1e999999999999999999")), -INFINITY);
@@ -111,101 +87,60 @@ TEST(CommandFileReader, FollowsTheFieldRules) {
     EXPECT_EQ(reader.text(value), RunTimeError::InputPastEndOfFile);
     EXPECT_EQ(value, QStringLiteral("kept"));
 
-    // Each field as a byte (b), a whole number (w), a flag (f) and a text (t); nullptr: not
-    // checked. A quoted number counts as the number; an empty field is 0 or false, an empty
-    // text is not; fractions round half to even.
-    const struct {
-        const char *field, *b = nullptr, *w = nullptr, *f = nullptr, *t = nullptr;
-    } cases[] = {
-        {"\" 12 \"\r\n", "12", "12", "T", " 12 "},
-        {"\r\n", "0", "0", "F", ""},
-        {"\"\"\r\n", "E13", "E13", "E13", ""},
-        {"   ", "E62", "E62", "E62", "E62"},
-        {"2.5", "2", "2", "T", "2.5"},
-        {"3.5", "4", "4", nullptr, nullptr},
-        {"-0.5", "0", "0", nullptr, nullptr},
-        {"254.5", "254", "254", nullptr, nullptr},
-        {"255.5", "E6", "256", nullptr, nullptr},
-        {"255.49", "255", "255", nullptr, nullptr},
-        {"300", "E6", "300", "T", "300"},
-        {"-1", "E6", "-1", "T", nullptr},
-        {"&hFF", "255", "255", nullptr, nullptr},
-        {"&o17", "15", "15", nullptr, nullptr},
-        {"1e2  \t", "100", "100"},
-        {"+7", "7", "7", nullptr, nullptr},
-        {"2147483647", "E6", "2147483647"},
-        {"-2147483648", "E6", "-2147483648"},
-        {"2147483648", "E6", "E6"},
-        {"1e999", "E6", "E6"},
-        {"12abc", "E13", "E13", "E13", "12abc"},
-        {"1 2", "E13", "E13"},
-        {"Stop", "E13", "E13", "E13", "Stop"},
-        {"\"Stop\"", "E13", "E13", "E13", "Stop"},
-        {"&h", "E13", "E13"},
-        {"1e", "E13", "E13"},
-        {".", "E13", "E13"},
-        {"#TRUE#", "E13", "E13", "T", "#TRUE#"},
-        {"#FALSE#", nullptr, nullptr, "F"},
-        {"  #TRUE#  ", nullptr, nullptr, "T"},
-        {"1", "1", "1", "T"},
-        {"0", "0", "0", "F"},
-        {"0.0", nullptr, nullptr, "F"},
-        {"0.25", nullptr, nullptr, "T"},
-        {"&h0", nullptr, nullptr, "F"},
-        {"\"1\"", "1", "1", "T", "1"},
-        {"#true#", nullptr, nullptr, "E13"},
-        {"True", nullptr, nullptr, "E13"},
-        {"\"#TRUE#\"", nullptr, nullptr, "E13", "#TRUE#"},
-    };
-    for (const auto& c : cases)
-        for (const auto& [kind, want] : {std::pair{'b', c.b}, {'w', c.w}, {'f', c.f}, {'t', c.t}})
-            if (want) {
-                EXPECT_EQ(readAs(kind, c.field), QString::fromUtf8(want)) << c.field << " " << kind;
-            }
-}
+    // A quoted number counts as the number; an empty field is 0 or false, an empty text is
+    // not; fractions round half to even; a byte is 0 to 255, a whole number 32 bits.
+    // clang-format off
+    const std::pair<const char*, const char*> cases[] = {
+        {"\" 12 \"\r\n", "12|12|T| 12 "}, {"\r\n", "0|0|F|"},        {"\"\"\r\n", "E13|E13|E13|"},
+        {"   ", "E62|E62|E62|E62"},       {"2.5", "2|2|T|2.5"},      {"3.5", "4|4|-|-"},
+        {"-0.5", "0|0|-|-"},              {"254.5", "254|254|-|-"},  {"255.5", "E6|256|-|-"},
+        {"255.49", "255|255|-|-"},        {"300", "E6|300|T|300"},   {"-1", "E6|-1|T|-"},
+        {"&hFF", "255|255|-|-"},          {"&o17", "15|15|-|-"},     {"1e2  \t", "100|100|-|-"},
+        {"+7", "7|7|-|-"},                {"2147483647", "E6|2147483647|-|-"},
+        {"-2147483648", "E6|-2147483648|-|-"},  {"2147483648", "E6|E6|-|-"}, {"1e999", "E6|E6|-|-"},
+        {"12abc", "E13|E13|E13|12abc"},   {"1 2", "E13|E13|-|-"},    {"Stop", "E13|E13|E13|Stop"},
+        {"\"Stop\"", "E13|E13|E13|Stop"}, {"&h", "E13|E13|-|-"},     {"1e", "E13|E13|-|-"},
+        {".", "E13|E13|-|-"},             {"#TRUE#", "E13|E13|T|#TRUE#"}, {"#FALSE#", "-|-|F|-"},
+        {"  #TRUE#  ", "-|-|T|-"},        {"1", "1|1|T|-"},          {"0", "0|0|F|-"},
+        {"0.0", "-|-|F|-"},               {"0.25", "-|-|T|-"},       {"&h0", "-|-|F|-"},
+        {"\"1\"", "1|1|T|1"},             {"#true#", "-|-|E13|-"},   {"True", "-|-|E13|-"},
+        {"\"#TRUE#\"", "-|-|E13|#TRUE#"}};
+    // clang-format on
+    for (const auto& [field, want] : cases)
+        EXPECT_EQ(readAs(field, QString::fromLatin1(want)), QLatin1String(want)) << field;
 
-TEST(CommandFileReader, HugeFieldsFailWithoutReadingThemWhole) {
+    // A field may take at most kMaxFieldBytes of the file: 14, even in a 1 GiB file of zero
+    // bytes (sparse: no disk is used), one line with no end.
     const QByteArray longLine(CommandFileReader::kMaxFieldBytes + 10, 'x');
     const QByteArray blanks(CommandFileReader::kMaxFieldBytes + 10, ' ');
     for (const QByteArray& field :
          {longLine, '"' + longLine + '"', "\"ok\"" + longLine, blanks + '1'})
-        EXPECT_EQ(readAs('t', field), QStringLiteral("E14"));
+        EXPECT_EQ(readAs(field, QStringLiteral("-|-|-|E14")), QStringLiteral("-|-|-|E14"));
     const QByteArray justFits(CommandFileReader::kMaxFieldBytes - 2, 'y');
-    EXPECT_EQ(readAs('t', '"' + justFits + '"').size(), justFits.size());
+    EXPECT_EQ(readAs('"' + justFits + '"', QStringLiteral("-|-|-|")).size(), justFits.size() + 6);
+    Scratch scratch;
+    QFile huge(scratch.path("huge.scm"));
+    ASSERT_TRUE(huge.open(QIODevice::WriteOnly) && huge.resize(qint64(1) << 30));
+    ASSERT_EQ(reader.open(huge.fileName()), 0);
+    EXPECT_EQ(reader.text(value), RunTimeError::OutOfStringSpace);
 
-    // A 1 GiB file (sparse: no disk is used) of zero bytes, one line with no end.
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("huge.scm"));
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.resize(qint64(1) << 30));
-    file.close();
-    CommandFileReader reader;
-    QString text;
-    ASSERT_EQ(reader.open(path), 0);
-    EXPECT_EQ(reader.text(text), RunTimeError::OutOfStringSpace);
-}
-
-TEST(CommandFileReader, OpenFailuresHaveTheirErrorNumbers) {
-    QTemporaryDir dir;
-    ASSERT_TRUE(QDir(dir.path()).mkdir(QStringLiteral("folder.scm")));
-    const QString good = dir.filePath(QStringLiteral("good.scm"));
-    ASSERT_TRUE(writeFile(good, "\"x\"\r\n"));
-    CommandFileReader reader;
-    const std::pair<QString, int> cases[] = {
-        {dir.filePath(QStringLiteral("none.scm")), RunTimeError::FileNotFound},
-        {dir.filePath(QStringLiteral("no/such/folder/a.scm")), RunTimeError::PathNotFound},
-        {dir.filePath(QStringLiteral("folder.scm")), RunTimeError::PathFileAccess},
+    // Open failures have their error numbers; a failed open leaves nothing to read.
+    ASSERT_TRUE(QDir(scratch.dir.path()).mkdir(QStringLiteral("folder.scm")));
+    ASSERT_TRUE(writeFile(scratch.path("good.scm"), "\"x\"\r\n"));
+    const std::pair<QString, int> opens[] = {
+        {scratch.path("none.scm"), RunTimeError::FileNotFound},
+        {scratch.path("no/such/folder/a.scm"), RunTimeError::PathNotFound},
+        {scratch.path("folder.scm"), RunTimeError::PathFileAccess},
         {QString(), RunTimeError::BadFileName},
-        {dir.path() + QStringLiteral("/"), RunTimeError::BadFileName}};
-    for (const auto& [path, error] : cases) {
-        ASSERT_EQ(reader.open(good), 0);
+        {scratch.dir.path() + QStringLiteral("/"), RunTimeError::BadFileName}};
+    for (const auto& [path, error] : opens) {
+        ASSERT_EQ(reader.open(scratch.path("good.scm")), 0);
         EXPECT_EQ(reader.open(path), error) << path.toStdString();
-        QString text; // a failed open leaves nothing to read, not the previous file
-        EXPECT_EQ(reader.text(text), RunTimeError::InputPastEndOfFile);
+        EXPECT_EQ(reader.text(value), RunTimeError::InputPastEndOfFile);
     }
 }
 
-TEST(CommandFile, WritesTheExampleFileByteForByte) {
+TEST(CommandFile, WritesTheExampleFileByteForByteAndReadsEveryValueBack) {
     CommandFile file; // the state right after a first start
     file.title = QStringLiteral("test.scm");
     const QByteArray expected =
@@ -213,23 +148,17 @@ TEST(CommandFile, WritesTheExampleFileByteForByte) {
         "#FALSE#\r\n#FALSE#\r\n#FALSE#\r\n#TRUE#\r\n"
         "\"Stop\"\r\n\"Stop\"\r\n\"Stop\"\r\n\"Stop\"\r\n"
         "\"Stop\"\r\n\"Stop\"\r\n\"Stop\"\r\n\"Stop\"\r\n#TRUE#\r\n\" \"\r\n";
-    EXPECT_EQ(file.bytes(), expected);
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("test.scm"));
-    ASSERT_EQ(file.save(path), 0);
-    EXPECT_EQ(contents(path), expected);
-}
+    Scratch scratch;
+    ASSERT_EQ(file.save(scratch.path("test.scm")), 0);
+    EXPECT_EQ(contents(scratch.path("test.scm")), expected);
 
-TEST(CommandFile, SavedValuesReadBackUnchanged) {
     CommandFile saved{255, 65535, 0, QStringLiteral("Mérés, 2.scm"), true, true, false, false};
     saved.cells = {"&hA0", "  12,13  ", "", "Dump1", "#TRUE#", "1, 0", "\t tab \t", "Stop"};
     saved.analysis = false;
     saved.note = QStringLiteral("Ár: 5 €, „idézet” – két\r\nsor, vége ");
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("all.scm"));
-    ASSERT_EQ(saved.save(path), 0);
+    ASSERT_EQ(saved.save(scratch.path("all.scm")), 0);
     CommandFileReader reader;
-    ASSERT_EQ(reader.open(path), 0);
+    ASSERT_EQ(reader.open(scratch.path("all.scm")), 0);
     const CommandFile::Read read = CommandFile::read(reader);
     EXPECT_EQ(std::pair(read.error, read.lines), std::pair(0, 19));
     EXPECT_EQ(read.file, saved);
@@ -249,34 +178,26 @@ TEST(CommandFile, SavedValuesReadBackUnchanged) {
 }
 
 TEST(CommandFile, RefusesTextsThatWouldReadBackDifferently) {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("refused.scm"));
-    const auto refusal = [&](auto change) {
+    Scratch scratch;
+    // What: a cell's index, -1 the note, -2 the title.
+    const std::tuple<int, QString, const char*> refused[] = {
+        {-1, "the \"big\" one",
+         "Cannot save the commands: the note contains a double quote (\"), "
+         "which a command file cannot hold. Change it and save again."},
+        {-2, "a\"b.scm", "the file name contains"},
+        {-2, "a\"b.scm", "Choose another name."},
+        {5, "\"", "cell D2 contains a double quote"},
+        {2, "R = 5 Ω", "cell C3 contains the character \"Ω\""},
+        {-1, "chip 🔥 hot", "the character \"🔥\""},
+        {-1, QString(CommandFile::kMaxTextLength + 1, u'x'), "the note is longer than 65535"},
+        {-1, QString(CommandFile::kMaxTextLength, u'x'), ""}};
+    for (const auto& [what, text, problem] : refused) {
         CommandFile file;
-        change(file);
-        EXPECT_EQ(file.save(path), CommandFile::kRefused);
-        EXPECT_FALSE(QFile::exists(path));
-        return file.saveProblem();
-    };
-    EXPECT_EQ(refusal([](CommandFile& f) { f.note = QStringLiteral("the \"big\" one"); }),
-              QStringLiteral("Cannot save the commands: the note contains a double quote (\"), "
-                             "which a command file cannot hold. Change it and save again."));
-    const QString title = refusal([](CommandFile& f) { f.title = QStringLiteral("a\"b.scm"); });
-    EXPECT_TRUE(title.contains(QStringLiteral("the file name contains")));
-    EXPECT_TRUE(title.endsWith(QStringLiteral("Choose another name.")));
-    const std::pair<std::function<void(CommandFile&)>, const char*> parts[] = {
-        {[](CommandFile& f) { f.cells[5] = QStringLiteral("\""); },
-         "cell D2 contains a double quote"},
-        {[](CommandFile& f) { f.cells[2] = QStringLiteral("R = 5 Ω"); },
-         "cell C3 contains the character \"Ω\""},
-        {[](CommandFile& f) { f.note = QStringLiteral("chip 🔥 hot"); }, "the character \"🔥\""},
-        {[](CommandFile& f) { f.note = QString(CommandFile::kMaxTextLength + 1, u'x'); },
-         "the note is longer than 65535"}};
-    for (const auto& [change, problem] : parts)
-        EXPECT_TRUE(refusal(change).contains(QString::fromUtf8(problem))) << problem;
-    CommandFile longest;
-    longest.note = QString(CommandFile::kMaxTextLength, u'x');
-    EXPECT_EQ(longest.saveProblem(), QString());
+        (what == -1 ? file.note : what == -2 ? file.title : file.cells[std::size_t(what)]) = text;
+        EXPECT_TRUE(file.saveProblem().contains(QString::fromUtf8(problem))) << problem;
+        EXPECT_EQ(file.save(scratch.path("x.scm")), *problem ? CommandFile::kRefused : 0);
+        EXPECT_EQ(QFile::exists(scratch.path("x.scm")), !*problem);
+    }
 }
 
 TEST(CommandFile, ShortAndWrongFilesFailAtTheirFirstBadLine) {
@@ -289,36 +210,28 @@ TEST(CommandFile, ShortAndWrongFilesFailAtTheirFirstBadLine) {
     const CommandFile::Read whole = readAll(good.chopped(2)); // the last line end is optional
     EXPECT_EQ(whole.error, 0);
     EXPECT_EQ(whole.file, saved);
-    const struct {
-        int line;
-        QByteArray content;
-        int error;
-    } broken[] = {
-        {2, "300", RunTimeError::Overflow},
-        {4, "256", RunTimeError::Overflow},
-        {2, "\"one\"", RunTimeError::TypeMismatch},
-        {6, "\"Stop\"", RunTimeError::TypeMismatch},
-        {9, "Yes", RunTimeError::TypeMismatch},
-        {18, "\" \"", RunTimeError::TypeMismatch},
-        {3, "1e10", RunTimeError::Overflow},
-        {3, "65536", RunTimeError::InvalidPropertyValue},
-        {1, "2", CommandFile::kNotCompatible}, // a number reads as its text: not the header
-    };
-    for (const auto& b : broken) {
+    // clang-format off
+    const std::tuple<int, QByteArray, int> broken[] = {
+        {2, "300", RunTimeError::Overflow},         {4, "256", RunTimeError::Overflow},
+        {2, "\"one\"", RunTimeError::TypeMismatch}, {6, "\"Stop\"", RunTimeError::TypeMismatch},
+        {9, "Yes", RunTimeError::TypeMismatch},     {18, "\" \"", RunTimeError::TypeMismatch},
+        {3, "1e10", RunTimeError::Overflow},        {3, "65536", RunTimeError::InvalidPropertyValue},
+        {1, "2", CommandFile::kNotCompatible}}; // a number reads as its text: not the header
+    // clang-format on
+    for (const auto& [line, content, error] : broken) {
         QList<QByteArray> changed = lines;
-        changed[b.line - 1] = b.content + '\r';
+        changed[line - 1] = content + '\r';
         const CommandFile::Read read = readAll(changed.join('\n'));
-        EXPECT_EQ(std::pair(read.error, read.lines), std::pair(b.error, b.line - 1)) << b.line;
+        EXPECT_EQ(std::pair(read.error, read.lines), std::pair(error, line - 1)) << line;
     }
 }
 
 TEST(CommandFile, FailedSaveLeavesThePreviousFileIntact) {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("kept.scm"));
+    Scratch scratch;
+    const QString path = scratch.path("kept.scm");
     CommandFile previous;
     ASSERT_EQ(previous.save(path), 0);
     const QByteArray before = contents(path);
-
     // The write fails half-way, stopped by the file size limit: past the device's buffer (a long
     // note), and inside it (a small file, written out only when the save is complete).
     for (const auto& [limit, note] : {std::pair{4096, 20000}, std::pair{64, 2}}) {
@@ -337,59 +250,53 @@ TEST(CommandFile, FailedSaveLeavesThePreviousFileIntact) {
         EXPECT_EQ(error, RunTimeError::DiskFull) << limit;
         EXPECT_EQ(why, QString::fromLocal8Bit(std::strerror(EFBIG))) << limit;
         EXPECT_EQ(contents(path), before) << limit;
-        EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+        EXPECT_EQ(QDir(scratch.dir.path()).entryList(QDir::Files | QDir::Hidden),
                   QStringList{QStringLiteral("kept.scm")}); // no temporary file left behind
     }
-
     // Saving where no file can be. A named pipe is never replaced (the window may not write one:
     // it would wait for a reader); a link to a file stays a link, and the file it names is saved.
-    ASSERT_TRUE(QDir(dir.path()).mkdir(QStringLiteral("sub.scm")));
-    const QString pipe = dir.filePath(QStringLiteral("pipe.scm"));
-    ASSERT_EQ(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    ASSERT_TRUE(QDir(scratch.dir.path()).mkdir(QStringLiteral("sub.scm")));
+    ASSERT_EQ(mkfifo(QFile::encodeName(scratch.path("pipe.scm")).constData(), 0600), 0);
     for (const auto& [name, error] : {std::pair{"no/folder/x.scm", RunTimeError::PathNotFound},
                                       {"sub.scm", RunTimeError::PathFileAccess},
                                       {"pipe.scm", RunTimeError::PathFileAccess}})
-        EXPECT_EQ(previous.save(dir.filePath(QLatin1String(name))), error) << name;
-    EXPECT_EQ(saveTarget(pipe), SaveTarget::Stream);
-    const QString link = dir.filePath(QStringLiteral("link.scm"));
-    ASSERT_TRUE(QFile::link(path, link));
+        EXPECT_EQ(previous.save(scratch.path(name)), error) << name;
+    EXPECT_EQ(saveTarget(scratch.path("pipe.scm")), SaveTarget::Stream);
+    ASSERT_TRUE(QFile::link(path, scratch.path("link.scm")));
     CommandFile other = previous;
     other.port = 2;
-    ASSERT_EQ(other.save(link), 0);
-    EXPECT_TRUE(QFileInfo(link).isSymLink());
+    ASSERT_EQ(other.save(scratch.path("link.scm")), 0);
+    EXPECT_TRUE(QFileInfo(scratch.path("link.scm")).isSymLink());
     EXPECT_EQ(contents(path), other.bytes());
+
+    // Only the exact name is an existing file.
+    ASSERT_TRUE(writeFile(scratch.path(".hidden.scm"), "x"));
+    for (const auto& [name, exists] : {std::pair{"kept.scm", true},
+                                       {".hidden.scm", true},
+                                       {"Kept.scm", false},
+                                       {"sub.scm", false},
+                                       {"*.scm", false},
+                                       {"none/kept.scm", false},
+                                       {"", false}})
+        EXPECT_EQ(existsWithExactName(*name ? scratch.path(name) : QString()), exists) << name;
 }
 
 TEST(CommandFile, PermissionsStopReadAndSaveAndKeepTheFile) {
     if (geteuid() == 0)
         GTEST_SKIP() << "running as root: file permissions do not stop root";
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("kept.scm"));
+    Scratch scratch;
+    const QString path = scratch.path("kept.scm");
     ASSERT_EQ(CommandFile().save(path), 0);
     const QByteArray before = contents(path);
     CommandFileReader reader;
     ASSERT_TRUE(QFile::setPermissions(path, QFileDevice::WriteOwner));
     EXPECT_EQ(reader.open(path), RunTimeError::PermissionDenied);
-    ASSERT_TRUE(QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::ExeOwner));
+    ASSERT_TRUE(QFile::setPermissions(scratch.dir.path(), QFile::ReadOwner | QFile::ExeOwner));
     CommandFile other;
     other.note = QStringLiteral("other");
     EXPECT_EQ(other.save(path), RunTimeError::PermissionDenied);
-    QFile::setPermissions(dir.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QFile::setPermissions(scratch.dir.path(),
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
     EXPECT_EQ(contents(path), before);
-}
-
-TEST(CommandFile, ExistsOnlyUnderTheExactName) {
-    QTemporaryDir dir;
-    ASSERT_TRUE(writeFile(dir.filePath(QStringLiteral("Case.scm")), "x"));
-    ASSERT_TRUE(writeFile(dir.filePath(QStringLiteral(".hidden.scm")), "x"));
-    ASSERT_TRUE(QDir(dir.path()).mkdir(QStringLiteral("folder.scm")));
-    for (const auto& [name, exists] : {std::pair{"Case.scm", true},
-                                       {".hidden.scm", true},
-                                       {"case.scm", false},
-                                       {"folder.scm", false},
-                                       {"*.scm", false},
-                                       {"none/Case.scm", false}})
-        EXPECT_EQ(existsWithExactName(dir.filePath(QLatin1String(name))), exists) << name;
-    EXPECT_FALSE(existsWithExactName(QString()));
 }

@@ -26,11 +26,20 @@ const QRgb kCyan = Trace::kClockColour.rgb();
 const QRgb kText = Trace::kTextColour.rgb();
 const QRgb kWhite = Trace::kSeparatorColour.rgb();
 
-// Hand-drawn expectations: a row or a column of pixels from a to b, inclusive.
-void draw(QImage& img, QRgb c, QPoint a, QPoint b) {
-    for (int y = a.y(); y <= b.y(); ++y)
-        for (int x = a.x(); x <= b.x(); ++x)
-            img.setPixel(x, y, c);
+// A hand-drawn expectation: rows and columns of pixels (x0, y0 to x1, y1, inclusive, every
+// step-th pixel) on the background.
+struct Segment {
+    QRgb colour;
+    int x0, y0, x1, y1, step = 1;
+};
+QImage drawn(const std::vector<Segment>& segments) {
+    QImage img(kSize, QImage::Format_RGB32);
+    img.fill(kGrey);
+    for (const Segment& s : segments)
+        for (int y = s.y0; y <= s.y1; y += s.step)
+            for (int x = s.x0; x <= s.x1; ++x)
+                img.setPixel(x, y, s.colour);
+    return img;
 }
 
 // The first differing pixel, or an empty string when the images are equal.
@@ -49,12 +58,6 @@ int countColour(const QImage& img, QRgb c, QRect area) {
         for (int x = area.left(); x <= area.right(); ++x)
             n += img.pixel(x, y) == c;
     return n;
-}
-
-QImage blank() {
-    QImage img(kSize, QImage::Format_RGB32);
-    img.fill(kGrey);
-    return img;
 }
 
 struct TraceTest : ::testing::Test {
@@ -90,20 +93,16 @@ TEST_F(TraceTest, StartSeparatorAndOneWrittenBitDrawPixelForPixel) {
     trace.separator();
     i2c.sendOne();
     EXPECT_EQ(trace.currentX(), 35);
-    QImage expected = blank();
-    for (int y = 0; y < 37; y += 2)
-        expected.setPixel(20, y, kWhite);        // the separator, 5 after the last data x (15)
-    draw(expected, kYellow, {0, 7}, {14, 7});    // data high from 0 to 15
-    draw(expected, kYellow, {15, 7}, {15, 16});  // falling at 15
-    draw(expected, kYellow, {15, 17}, {24, 17}); // low from 15 to 25
-    draw(expected, kYellow, {25, 8}, {25, 17});  // rising at 25
-    draw(expected, kCyan, {0, 24}, {19, 24});    // clock high from 0 to 20
-    draw(expected, kCyan, {20, 24}, {20, 33});   // falling at 20
-    draw(expected, kCyan, {20, 34}, {29, 34});   // low from 20 to 30
-    draw(expected, kCyan, {30, 25}, {30, 34});   // rising at 30
-    draw(expected, kCyan, {30, 24}, {34, 24});   // high from 30 to 35
-    draw(expected, kCyan, {35, 24}, {35, 33});   // falling at 35
-    EXPECT_EQ(difference(trace.image(), expected), "");
+    // The separator dotted 5 after the last data x (15). Data high from 0 to 15, falling at
+    // 15, low to 25, rising at 25; clock high from 0 to 20, falling at 20, low to 30, rising
+    // at 30, high to 35, falling at 35.
+    // clang-format off
+    EXPECT_EQ(difference(trace.image(), drawn({
+        {kWhite, 20, 0, 20, 36, 2},
+        {kYellow, 0, 7, 14, 7},  {kYellow, 15, 7, 15, 16},  {kYellow, 15, 17, 24, 17}, {kYellow, 25, 8, 25, 17},
+        {kCyan, 0, 24, 19, 24},  {kCyan, 20, 24, 20, 33},   {kCyan, 20, 34, 29, 34},
+        {kCyan, 30, 25, 30, 34}, {kCyan, 30, 24, 34, 24},   {kCyan, 35, 24, 35, 33}})), "");
+    // clang-format on
 }
 
 TEST_F(TraceTest, EdgesAppearOnlyWhereTheLevelChangesAndMarksStandOnTheLastDataPosition) {
@@ -112,18 +111,14 @@ TEST_F(TraceTest, EdgesAppearOnlyWhereTheLevelChangesAndMarksStandOnTheLastDataP
     lines.dataHigh(); // x 10
     lines.dataLow();  // x 15: edge
     lines.dataLow();  // x 20
-    QImage expected = blank();
-    draw(expected, kYellow, {0, 7}, {14, 7});
-    draw(expected, kYellow, {15, 7}, {15, 16});
-    draw(expected, kYellow, {15, 17}, {19, 17});
-    EXPECT_EQ(difference(trace.image(), expected), "");
+    std::vector<Segment> data = {
+        {kYellow, 0, 7, 14, 7}, {kYellow, 15, 7, 15, 16}, {kYellow, 15, 17, 19, 17}};
+    EXPECT_EQ(difference(trace.image(), drawn(data)), "");
     // After a preset the next record starts from high, whatever was drawn before.
     trace.presetHigh();
     lines.dataLow(); // x 25
-    draw(expected, kYellow, {25, 7}, {25, 16});
-    draw(expected, kYellow, {20, 7}, {24, 7});
-    EXPECT_EQ(difference(trace.image(), expected), "");
-
+    data.insert(data.end(), {{kYellow, 20, 7, 24, 7}, {kYellow, 25, 7, 25, 16}});
+    EXPECT_EQ(difference(trace.image(), drawn(data)), "");
     lines.clockHigh(); // x 30
     trace.ackMark();
     trace.separator();

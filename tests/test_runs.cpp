@@ -8,57 +8,63 @@
 
 namespace {
 
-// The adapter with one device at 0xA0 that reads as 0x5A, and a log of the wires.
+// The data bits on the rising clock edges.
+struct BitLog : SimDevice {
+    QString bits;
+    bool clock = false;
+    void wiresChanged(const BoardWires& w, std::uint64_t) override {
+        if (w.rts && !clock)
+            bits += w.dtr ? u'1' : u'0';
+        clock = w.rts;
+    }
+    bool pullsDataLow() const override { return false; }
+};
+
+// The adapter with one device at 0xA0 that reads as 0x5A, and a log of the bits.
 struct RunTest : RigTest {
     AckDevice& chip = board->attach(std::make_unique<AckDevice>(0xA0, 0x5A));
-    WireLog& log = board->attach(std::make_unique<WireLog>());
+    BitLog& log = board->attach(std::make_unique<BitLog>());
     void microwire() {
         setup().Mset_micro_Click();
         ASSERT_TRUE(panel.isChecked(Ctl::Mset_micro));
     }
-    // At most n bits of those on the rising clock edges, from the one at index from on; the
-    // log is cleared.
-    std::vector<int> bits(std::size_t from = 0, std::size_t n = 99) {
-        std::vector<int> all = log.bitsOnRisingClock();
-        log.levels.clear();
-        all.erase(all.begin(), all.begin() + static_cast<long>(std::min(from, all.size())));
-        all.resize(std::min(n, all.size()));
-        return all;
+    // The bits since the last call; a clock high then counts as a rise.
+    QString bits() {
+        log.clock = false;
+        return std::exchange(log.bits, QString());
     }
-    QStringList read() const { return {panel.text(Ctl::Hex1), panel.text(Ctl::Dump1)}; }
+    QString enabled(std::initializer_list<Ctl> cs) const {
+        QString flags;
+        for (Ctl c : cs)
+            flags += panel.isEnabled(c) ? u'1' : u'0';
+        return flags;
+    }
 };
 
 } // namespace
 
 TEST(CommandCells, KindsConstantsAndByteTexts) {
     using CommandCells::Kind;
-    for (const auto& [text, microwire, kind] : {std::tuple{"Dump2", false, Kind::Dump2},
-                                                {"stop", false, Kind::Constant},
-                                                {" Stop", false, Kind::Constant},
-                                                {"x0101", false, Kind::Constant},
-                                                {"X0101", true, Kind::BitString},
-                                                {"Stop", true, Kind::Stop}})
+    // clang-format off
+    for (const auto& [text, microwire, kind] : {std::tuple{"Dump2", false, Kind::Dump2}, {"stop", false, Kind::Constant},
+             {" Stop", false, Kind::Constant}, {"x0101", false, Kind::Constant}, {"X0101", true, Kind::BitString},
+             {"Stop", true, Kind::Stop}})
         EXPECT_EQ(CommandCells::kind(QLatin1String(text), microwire), kind) << text;
-    const std::pair<const char*, int> valid[] = {
-        {"&hff", 255}, {"&HFF", 255}, {"255", 255},    {"255.4", 255}, {"255.9", 255},
-        {" 31", 31},   {"&h1F", 31},  {"Constans", 0}, {"", 0},        {"12abc", 12}};
-    for (const auto& [text, value] : valid)
+    const std::pair<const char*, int> constants[] = {
+        {"&hff", 255}, {"&HFF", 255}, {"255", 255},    {"255.4", 255}, {"255.9", 255}, {" 31", 31}, {"&h1F", 31},
+        {"Constans", 0}, {"", 0},     {"12abc", 12},   {"256", -1},    {"&h100", -1},  {"-1", -1},  {"-0.5", -1},
+        {"1e300", -1}, {"99999999999999999999", -1}};
+    // clang-format on
+    for (const auto& [text, value] : constants)
         EXPECT_EQ(CommandCells::constantValue(QLatin1String(text)).value_or(-1), value) << text;
-    for (const char* invalid : {"256", "&h100", "-1", "-0.5", "1e300", "99999999999999999999"})
-        EXPECT_FALSE(CommandCells::constantValue(QLatin1String(invalid))) << invalid;
-    EXPECT_EQ(CommandCells::HexByteText(QStringLiteral("5")), QStringLiteral("05"));
-    EXPECT_EQ(CommandCells::HexByteText(QStringLiteral("1F")), QStringLiteral("1F"));
+    EXPECT_EQ(CommandCells::HexByteText(QStringLiteral("5")) +
+                  CommandCells::HexByteText(QStringLiteral("1F")),
+              QStringLiteral("051F"));
     for (const auto& [shown, text] : {std::pair{" 5", "005"}, {" 42", "042"}, {" 200", "200"}})
         EXPECT_EQ(CommandCells::DecByteText(QLatin1String(shown)), QLatin1String(text));
 }
 
 TEST_F(RunTest, TheStopRuleGreysTheCellsBehindAStopInBothRows) {
-    const auto enabled = [&](std::initializer_list<Ctl> cs) {
-        QString flags;
-        for (Ctl c : cs)
-            flags += panel.isEnabled(c) ? u'1' : u'0';
-        return flags;
-    };
     panel.setText(Ctl::C1, QStringLiteral("&h90"));
     EXPECT_EQ(enabled({Ctl::C2, Ctl::C3}), QStringLiteral("10"));
     panel.setText(Ctl::C2, QStringLiteral("&h01"));
@@ -84,36 +90,27 @@ TEST_F(RunTest, AnI2cRunWritesReadsAndShowsItsResults) {
     runs().Go1_Click();
     EXPECT_TRUE(tester->powerOn());
     EXPECT_EQ(chip.written, (std::vector<int>{0x10, 0x00, 0xA3}));
-    EXPECT_EQ(QStringList({cell(1, 1), cell(1, 2), cell(1, 3)}),
-              QStringList({" 160", " 16", " 0"}));
-    EXPECT_EQ(QStringList({bar(2), bar(4), bar(5), bar(6), bar(7)}),
-              QStringList({"Sequence 1: Stop", "A", "A", "A", "A"}));
-
+    EXPECT_EQ(texts({Ctl::C1, Ctl::C2, Ctl::C3, Ctl::Panel2, Ctl::Panel4, Ctl::Panel5, Ctl::Panel6,
+                     Ctl::Panel7}),
+              QStringLiteral(" 160| 16| 0|Sequence 1: Stop|A|A|A|A"));
     // A read address nobody answers: no "A", and the read bytes are 255.
     cells(2, {"&h91", "Dump1", "Dump1"});
     runs().Go2_Click();
-    EXPECT_EQ(bar(4), QString());
-    EXPECT_EQ(read(), QStringList({"FF FF ", "255 255 "}));
+    EXPECT_EQ(texts({Ctl::Panel4, Ctl::Hex1, Ctl::Dump1}), QStringLiteral("|FF FF |255 255 "));
 
     // The device's byte, read into the other display and onto the indicator; the last read
-    // of a transfer is not acknowledged, the others are.
+    // of a transfer is not acknowledged, the others are: address 9 bits, three reads of 9
+    // bits, the acknowledges the 18th, 27th and 36th.
     cells(2, {"&hA1", "Indicator", "Dump1", "Dump2"});
     bits();
-    const RunOutcome outcome = runs().RunSequence(2);
-    EXPECT_EQ(outcome.bytesRead, (std::vector<int>{0x5A, 0x5A, 0x5A}));
-    EXPECT_EQ(bar(4), QStringLiteral("A"));
+    EXPECT_EQ(runs().RunSequence(2).bytesRead, (std::vector<int>{0x5A, 0x5A, 0x5A}));
+    EXPECT_EQ(texts({Ctl::Panel4, Ctl::Analog_be_sz, Ctl::Hex1, Ctl::Dump2}),
+              QStringLiteral("A| 90|FF FF 5A |090 "));
     EXPECT_EQ(panel.value(Ctl::Analog_be), 0x5A);
-    EXPECT_EQ(panel.text(Ctl::Analog_be_sz), QStringLiteral(" 90"));
-    EXPECT_EQ(panel.text(Ctl::Hex1), QStringLiteral("FF FF 5A "));
-    EXPECT_EQ(panel.text(Ctl::Dump2), QStringLiteral("090 "));
-    // Address 9 bits, three reads of 9 bits; the acknowledges are the 18th, 27th and 36th.
-    const std::vector<int> acks = bits(18);
-    ASSERT_GE(acks.size(), 19u);
-    EXPECT_EQ(std::vector<int>({acks[0], acks[9], acks[18]}), std::vector<int>({0, 0, 1}));
-
+    const QString acks = bits();
+    EXPECT_EQ(QString(acks[18]) + acks[27] + acks[36], QStringLiteral("001"));
     runs().Cl1_Click();
-    EXPECT_EQ(read(), QStringList({"", ""}));
-    EXPECT_EQ(panel.text(Ctl::Dump2), QStringLiteral("090 "));
+    EXPECT_EQ(texts({Ctl::Hex1, Ctl::Dump1, Ctl::Dump2}), QStringLiteral("||090 "));
 
     // A Stop first is start then stop (D1 C1 D0, D0 C1 D1), and empties the marks.
     panel.setText(Ctl::Panel5, QStringLiteral("A"));
@@ -142,13 +139,13 @@ TEST_F(RunTest, AnInvalidConstantUnderTheTimerIsReportedOnceAndStopsTheTimer) {
     EXPECT_EQ(dialogs.messages(), QStringList{kI2cBadConstant});
     EXPECT_EQ(ticksDuringBox, 1);
     EXPECT_TRUE(chip.written.empty()); // only the address went out
-    EXPECT_EQ(cell(1, 2), QStringLiteral("300"));
     EXPECT_TRUE(panel.isChecked(Ctl::Noff));
     EXPECT_EQ(tester->timerSelection(), 0);
     EXPECT_FALSE(tester->timer().isActive());
     EXPECT_TRUE(board->wires().dtr && board->wires().rts); // the stop condition was driven
     // Sequence 2 of the same tick still ran, after the first had ended.
-    EXPECT_EQ(QStringList({bar(2), bar(3)}), QStringList({"Sequence 1: Stop", "Sequence 2: Stop"}));
+    EXPECT_EQ(texts({Ctl::C2, Ctl::Panel2, Ctl::Panel3}),
+              QStringLiteral("300|Sequence 1: Stop|Sequence 2: Stop"));
 }
 
 TEST_F(RunTest, TimerTicksRunTheSelectionAndTheEnterKeyItsRow) {
@@ -171,16 +168,17 @@ TEST_F(RunTest, TimerTicksRunTheSelectionAndTheEnterKeyItsRow) {
 }
 
 TEST_F(RunTest, TheIntervalDialogTakesOneTo2000AndElseAThousand) {
-    const std::pair<const char*, int> answers[] = {
-        {"500", 500},   {"2000", 2000}, {"1", 1},     {"1.9", 1}, {"0", 1000},   {"-5", 1000},
-        {"2001", 1000}, {"abc", 1000},  {"700", 700}, {"", 700},  {nullptr, 700}};
+    const std::pair<std::optional<QString>, int> answers[] = {
+        {"500", 500},   {"2000", 2000}, {"1", 1},     {"1.9", 1}, {"0", 1000},        {"-5", 1000},
+        {"2001", 1000}, {"abc", 1000},  {"700", 700}, {"", 700},  {std::nullopt, 700}};
     for (const auto& [answer, interval] : answers) {
-        dialogs.thenInput(answer ? std::optional(QString::fromLatin1(answer)) : std::nullopt);
+        dialogs.thenInput(answer);
         setup().Mset_timer_Click();
-        EXPECT_EQ(tester->timerInterval(), interval) << answer;
+        EXPECT_EQ(tester->timerInterval(), interval) << answer.value_or("cancel").toStdString();
     }
+    EXPECT_EQ(dialogs.asked(10),
+              QStringLiteral("Non-Stop Timer Setting\r\nActual: 700mS|Timer Setting.|"));
     EXPECT_EQ(bar(8), QStringLiteral(" 700mS"));
-    EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("Non-Stop Timer Setting\r\nActual: 700mS"));
     dialogs.thenInput(QStringLiteral("250"));
     setup().Status_PanelDblClick(8); // the panel shows the current interval
     EXPECT_EQ(tester->timerInterval(), 250);
@@ -195,23 +193,23 @@ TEST_F(RunTest, AMicrowireRunSendsResetStartBitBitsAndBytes) {
     runs().Go1_Click();
     EXPECT_EQ(board->sentCharacters(), (std::vector<std::uint8_t>{0xFF}));
     EXPECT_EQ(dialogs.yields, 1);
-    // 1 0 1, then 0xA5; the reset pulse's own rise of the clock comes first
-    EXPECT_EQ(bits(1, 11), (std::vector<int>{1, 0, 1, 1, 0, 1, 0, 0, 1, 0, 1}));
-    EXPECT_EQ(cell(1, 2), QStringLiteral(" 165"));
-    EXPECT_EQ(read(), QStringList({"FF ", "255 "})); // nothing drives data in
-    EXPECT_EQ(QStringList({bar(4), bar(5), bar(6), bar(7)}), QStringList(4, "NA"));
+    // The reset pulse's own rise of the clock, 1 0 1, then 0xA5, then the read's clocks.
+    EXPECT_EQ(bits().left(12), QStringLiteral("1"
+                                              "101"
+                                              "10100101"));
+    EXPECT_EQ(
+        texts({Ctl::C2, Ctl::Hex1, Ctl::Dump1, Ctl::Panel4, Ctl::Panel5, Ctl::Panel6, Ctl::Panel7}),
+        QStringLiteral(" 165|FF |255 |NA|NA|NA|NA")); // nothing drives data in
     EXPECT_TRUE(board->wires().dtr && board->wires().rts);
-
     // Sequence 2 with the start bit on fills the display its cell names.
     setup().Mset_start_Click();
     ASSERT_TRUE(tester->startBitOn());
     cells(2, {"x", "x0"});
     runs().Go2_Click();
-    EXPECT_EQ(bits(), (std::vector<int>{1, 1, 0})); // the reset pulse, the start bit, the 0
+    EXPECT_EQ(bits(), QStringLiteral("110")); // the reset pulse, the start bit, the 0
     cells(2, {"Dump1"});
     runs().Go2_Click();
-    EXPECT_EQ(panel.text(Ctl::Hex1), QStringLiteral("FF FF "));
-    EXPECT_EQ(panel.text(Ctl::Dump2), QString());
+    EXPECT_EQ(texts({Ctl::Hex1, Ctl::Dump2}), QStringLiteral("FF FF |"));
 }
 
 TEST_F(RunTest, MicrowireRejectsAnIllegalBitWithTheTimerOffAndABadConstantWithout) {
@@ -219,22 +217,20 @@ TEST_F(RunTest, MicrowireRejectsAnIllegalBitWithTheTimerOffAndABadConstantWithou
     power().TogglePower();
     runs().selectOption(Ctl::Ns1);
     cells(1, {"256"});
-    dialogs.thenMessage();
+    dialogs.thenMessage().thenMessage();
     EXPECT_FALSE(runs().Timer_Timer().timerOff);
     EXPECT_TRUE(tester->timer().isActive() && panel.isChecked(Ctl::Ns1));
     EXPECT_EQ(cell(1, 1), QStringLiteral("256"));
-
     cells(1, {"2.9", "x10a1"});
     bits();
-    dialogs.thenMessage();
     EXPECT_TRUE(runs().Timer_Timer().timerOff);
     EXPECT_EQ(dialogs.messages(), (QStringList{kMicrowireBadConstant, kIllegalBit}));
     EXPECT_FALSE(tester->timer().isActive());
     EXPECT_TRUE(panel.isChecked(Ctl::Noff));
-    EXPECT_EQ(cell(1, 1), QStringLiteral(" 2"));
     // 0x02, then the bits before the bad character: 1 and 0
-    EXPECT_EQ(bits(1, 10), (std::vector<int>{0, 0, 0, 0, 0, 0, 1, 0, 1, 0}));
-    EXPECT_EQ(bar(2), QStringLiteral("Sequence 1: Stop"));
+    EXPECT_EQ(bits().mid(1, 10), QStringLiteral("00000010"
+                                                "10"));
+    EXPECT_EQ(texts({Ctl::C1, Ctl::Panel2}), QStringLiteral(" 2|Sequence 1: Stop"));
 }
 
 TEST_F(RunTest, AClickDuringTheResetPulsesYieldIsDropped) {
@@ -266,10 +262,9 @@ TEST_F(RunTest, TheResetDialogKeepsAsksAgainAndRoundsHalvesToEven) {
         setup().Mset_reset_Click();
         EXPECT_EQ(tester->resetTension(), tension) << answer.value_or("cancel").toStdString();
     }
-    EXPECT_EQ(dialogs.shown.front().text,
-              QStringLiteral("Reset Tension [_/T\\_] value (1-9), actual: 9 (3750.00 uS) ?"));
-    EXPECT_EQ(dialogs.shown.front().title, QStringLiteral("Mocrowire Reset Setting"));
-    EXPECT_EQ(dialogs.shown.front().defaultText, QStringLiteral(" 9"));
+    EXPECT_EQ(dialogs.asked(0),
+              QStringLiteral("Reset Tension [_/T\\_] value (1-9), actual: 9 (3750.00 uS) ?|"
+                             "Mocrowire Reset Setting| 9"));
     EXPECT_EQ(dialogs.messages().front(), QStringLiteral("Wrong value!\r\nValid range 1-9 !"));
     EXPECT_EQ(bar(11), QStringLiteral("2916.67 uS"));
 }
@@ -278,25 +273,23 @@ TEST_F(RunTest, TheResetDialogKeepsAsksAgainAndRoundsHalvesToEven) {
 TEST(CliRun, TheSequenceOptionChoosesTheRowsAndARejectedCellEndsTheRepeats) {
     const auto run = [](QStringList cells, bool microwire, bool offSelected, int sequence,
                         int repeat) {
-        QTemporaryDir dir;
+        Scratch scratch;
         CommandFile file;
         file.microwire = microwire;
         file.noffSelected = offSelected;
-        for (qsizetype i = 0; i < cells.size(); ++i)
-            file.cells[static_cast<std::size_t>(i)] = cells[i];
-        EXPECT_EQ(file.save(dir.filePath(QStringLiteral("f.scm"))), 0);
+        std::copy(cells.begin(), cells.end(), file.cells.begin());
+        EXPECT_EQ(file.save(scratch.path("f.scm")), 0);
         FrontPanel panel;
         auto board = SimulatedBoard::fromVariant(QString());
         ConsoleDialogs dialogs;
         Tester tester(panel, *board, dialogs);
         tester.startUp({});
         CliRun(tester, dialogs, {})
-            .execute({{dir.filePath(QStringLiteral("f.scm"))}, sequence, repeat, 0, {}, {}, {}});
+            .execute({{scratch.path("f.scm")}, sequence, repeat, 0, {}, {}, {}});
         // The messages, the cells C1, C2 and D1, and the option checked ("-" for none).
         QString option = QStringLiteral("-");
         for (Ctl c : {Ctl::Noff, Ctl::Ns1, Ctl::Ns2, Ctl::Ns12})
-            if (panel.isChecked(c))
-                option = panel.text(c);
+            option = panel.isChecked(c) ? panel.text(c) : option;
         return dialogs.messages() +
                QStringList{panel.text(Ctl::C1), panel.text(Ctl::C2), panel.text(Ctl::D1), option};
     };
@@ -312,8 +305,7 @@ TEST(CliRun, TheSequenceOptionChoosesTheRowsAndARejectedCellEndsTheRepeats) {
     // Microwire: a bad constant leaves the timer alone, so every tick says it; an illegal bit
     // stops the repeats.
     EXPECT_EQ(run({"300"}, true, false, 1, 3),
-              QStringList({kMicrowireBadConstant, kMicrowireBadConstant, kMicrowireBadConstant,
-                           "300", "Stop", "Stop", "-"}));
+              QStringList(3, kMicrowireBadConstant) + QStringList({"300", "Stop", "Stop", "-"}));
     EXPECT_EQ(run({"x1021"}, true, true, 1, 3),
               QStringList({kIllegalBit, "x1021", "Stop", "Stop", "Off"}));
 }

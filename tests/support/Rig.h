@@ -20,7 +20,13 @@ inline void PrintTo(const QString& s, std::ostream* os) {
     *os << '"' << s.toStdString() << '"';
 }
 
-struct Rig {
+// A scratch folder.
+struct Scratch {
+    QTemporaryDir dir;
+    QString path(const char* name) const { return dir.filePath(QString::fromUtf8(name)); }
+};
+
+struct Rig : Scratch {
     // variant: "bare" for the adapter with nothing on the bus, "" for the test board with its
     // chips, or one of the board's fault variants.
     explicit Rig(const char* variant = "bare", const Tester::StartSettings& settings = {}) {
@@ -37,16 +43,19 @@ struct Rig {
     FileActions& files() { return tester->files(); }
 
     QString bar(int n) const { return panel.text(FrontPanel::panel(n)); } // status panel n
+    // The controls' texts, joined by "|".
+    QString texts(std::initializer_list<Ctl> controls) const;
+    // "ON" or "OFF" as the Power button says, "open" or "closed" as the port is, and
+    // "analysing" while analysis is on.
+    QString state() const;
     QString cell(int sequence, int k) const { return panel.text(FrontPanel::cell(sequence, k)); }
     // The cells of a sequence, "Stop" after the texts given.
     void cells(int sequence, const QStringList& texts);
-    QString path(const char* name) const { return dir.filePath(QString::fromUtf8(name)); }
 
     FrontPanel panel;
     ScriptedDialogs dialogs;
     std::unique_ptr<SimulatedBoard> board;
     std::unique_ptr<Tester> tester;
-    QTemporaryDir dir;
 };
 
 // A test on a Rig; every scripted answer must have been asked for.
@@ -77,18 +86,6 @@ protected:
 
 private:
     int readByte_;
-};
-
-// Every level of DTR and RTS after each change of the wires, for checking bit patterns.
-class WireLog : public SimDevice {
-public:
-    void wiresChanged(const BoardWires& w, std::uint64_t) override {
-        levels.emplace_back(w.dtr, w.rts);
-    }
-    bool pullsDataLow() const override { return false; }
-    // The data bits written on the rising clock edges.
-    std::vector<int> bitsOnRisingClock() const;
-    std::vector<std::pair<bool, bool>> levels; // (dtr, rts)
 };
 
 // The run's message texts as the user reads them, written out here once so that a test notices

@@ -52,6 +52,10 @@ public:
             duringYield();
     }
 
+    // "text|title|default text" of the i-th dialog shown.
+    QString asked(std::size_t i) const {
+        return shown.at(i).text + u'|' + shown.at(i).title + u'|' + shown.at(i).defaultText;
+    }
     // The texts of the message boxes shown so far, in order.
     QStringList messages() const;
     bool scriptUsedUp() const { return script_.empty(); }
