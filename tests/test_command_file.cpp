@@ -31,8 +31,8 @@ QString readAs(const QByteArray& field, const QString& want) {
                           : kind == 1 ? reader.wholeNumber(number)
                           : kind == 2 ? reader.flag(flag)
                                       : reader.text(text);
-        read << (wanted.value(kind) == u"-" ? QStringLiteral("-")
-                 : error != 0               ? QStringLiteral("E%1").arg(error)
+        read << (wanted.value(kind) == u"-" ? u"-"_s
+                 : error != 0               ? u"E%1"_s.arg(error)
                  : kind == 2                ? QString(flag ? u'T' : u'F')
                  : kind == 3                ? text
                                             : QString::number(number));
@@ -63,9 +63,9 @@ TEST(NumericValue, ReadsDecimalHexOctalAndStopsAtTheFirstStrangeCharacter) {
         EXPECT_DOUBLE_EQ(numericValue(QString::fromLatin1(text)), value) << text;
     // Absurd inputs: infinity or zero, never a crash.
     EXPECT_TRUE(std::isinf(numericValue(QString(5000, u'9'))));
-    EXPECT_EQ(numericValue(QStringLiteral("-1e999999999999999999")), -INFINITY);
-    EXPECT_EQ(numericValue(QStringLiteral("0.") + QString(400, u'0') + QStringLiteral("1")), 0.0);
-    EXPECT_TRUE(std::isinf(numericValue(QStringLiteral("&h") + QString(400, u'F'))));
+    EXPECT_EQ(numericValue(u"-1e999999999999999999"_s), -INFINITY);
+    EXPECT_EQ(numericValue(u"0."_s + QString(400, u'0') + u"1"_s), 0.0);
+    EXPECT_TRUE(std::isinf(numericValue(u"&h"_s + QString(400, u'F'))));
     for (const auto& [n, text] : {std::pair{1, " 1"}, {0, " 0"}, {1000, " 1000"}, {-3, "-3"}})
         EXPECT_EQ(numberText(n), QLatin1String(text)); // a blank in place of the plus sign
 }
@@ -83,9 +83,9 @@ TEST(CommandFileReader, FollowsTheFieldRules) {
         read << value;
     EXPECT_EQ(read, QStringList({"a, b", "c", "plain text", "x", "y", "multi\r\nline", "", "", "12",
                                  "34", "&h1F"}));
-    QString value = QStringLiteral("kept"); // the quote never closes: 62, the value left alone
+    QString value = u"kept"_s; // the quote never closes: 62, the value left alone
     EXPECT_EQ(reader.text(value), RunTimeError::InputPastEndOfFile);
-    EXPECT_EQ(value, QStringLiteral("kept"));
+    EXPECT_EQ(value, u"kept"_s);
 
     // A quoted number counts as the number; an empty field is 0 or false, an empty text is
     // not; fractions round half to even; a byte is 0 to 255, a whole number 32 bits.
@@ -115,9 +115,9 @@ TEST(CommandFileReader, FollowsTheFieldRules) {
     const QByteArray blanks(CommandFileReader::kMaxFieldBytes + 10, ' ');
     for (const QByteArray& field :
          {longLine, '"' + longLine + '"', "\"ok\"" + longLine, blanks + '1'})
-        EXPECT_EQ(readAs(field, QStringLiteral("-|-|-|E14")), QStringLiteral("-|-|-|E14"));
+        EXPECT_EQ(readAs(field, u"-|-|-|E14"_s), u"-|-|-|E14"_s);
     const QByteArray justFits(CommandFileReader::kMaxFieldBytes - 2, 'y');
-    EXPECT_EQ(readAs('"' + justFits + '"', QStringLiteral("-|-|-|")).size(), justFits.size() + 6);
+    EXPECT_EQ(readAs('"' + justFits + '"', u"-|-|-|"_s).size(), justFits.size() + 6);
     Scratch scratch;
     QFile huge(scratch.path("huge.scm"));
     ASSERT_TRUE(huge.open(QIODevice::WriteOnly) && huge.resize(qint64(1) << 30));
@@ -125,14 +125,16 @@ TEST(CommandFileReader, FollowsTheFieldRules) {
     EXPECT_EQ(reader.text(value), RunTimeError::OutOfStringSpace);
 
     // Open failures have their error numbers; a failed open leaves nothing to read.
-    ASSERT_TRUE(QDir(scratch.dir.path()).mkdir(QStringLiteral("folder.scm")));
+    ASSERT_TRUE(QDir(scratch.dir.path()).mkdir(u"folder.scm"_s));
     ASSERT_TRUE(writeFile(scratch.path("good.scm"), "\"x\"\r\n"));
+    // clang-format off
     const std::pair<QString, int> opens[] = {
+        {QString(), RunTimeError::BadFileName},
         {scratch.path("none.scm"), RunTimeError::FileNotFound},
         {scratch.path("no/such/folder/a.scm"), RunTimeError::PathNotFound},
         {scratch.path("folder.scm"), RunTimeError::PathFileAccess},
-        {QString(), RunTimeError::BadFileName},
-        {scratch.dir.path() + QStringLiteral("/"), RunTimeError::BadFileName}};
+        {scratch.path("") + u'/', RunTimeError::BadFileName}};
+    // clang-format on
     for (const auto& [path, error] : opens) {
         ASSERT_EQ(reader.open(scratch.path("good.scm")), 0);
         EXPECT_EQ(reader.open(path), error) << path.toStdString();
@@ -142,7 +144,7 @@ TEST(CommandFileReader, FollowsTheFieldRules) {
 
 TEST(CommandFile, WritesTheExampleFileByteForByteAndReadsEveryValueBack) {
     CommandFile file; // the state right after a first start
-    file.title = QStringLiteral("test.scm");
+    file.title = u"test.scm"_s;
     const QByteArray expected =
         "\"Tamsolvix file V2\"\r\n1\r\n1000\r\n9\r\n\"test.scm\"\r\n"
         "#FALSE#\r\n#FALSE#\r\n#FALSE#\r\n#TRUE#\r\n"
@@ -152,10 +154,10 @@ TEST(CommandFile, WritesTheExampleFileByteForByteAndReadsEveryValueBack) {
     ASSERT_EQ(file.save(scratch.path("test.scm")), 0);
     EXPECT_EQ(contents(scratch.path("test.scm")), expected);
 
-    CommandFile saved{255, 65535, 0, QStringLiteral("Mérés, 2.scm"), true, true, false, false};
+    CommandFile saved{255, 65535, 0, u"Mérés, 2.scm"_s, true, true, false, false};
     saved.cells = {"&hA0", "  12,13  ", "", "Dump1", "#TRUE#", "1, 0", "\t tab \t", "Stop"};
     saved.analysis = false;
-    saved.note = QStringLiteral("Ár: 5 €, „idézet” – két\r\nsor, vége ");
+    saved.note = u"Ár: 5 €, „idézet” – két\r\nsor, vége "_s;
     ASSERT_EQ(saved.save(scratch.path("all.scm")), 0);
     CommandFileReader reader;
     ASSERT_EQ(reader.open(scratch.path("all.scm")), 0);
@@ -173,11 +175,36 @@ TEST(CommandFile, WritesTheExampleFileByteForByteAndReadsEveryValueBack) {
     EXPECT_EQ(CodePage::firstUnheld(decoded), -1);
     EXPECT_EQ(CodePage::encode(decoded), all);
     EXPECT_EQ(decoded[0x80], QChar(0x20AC));
-    EXPECT_EQ(CodePage::firstUnheld(QStringLiteral("ab\u0080")), 2); // € is 0x80, not U+0080
-    EXPECT_EQ(CodePage::encode(QStringLiteral("Ω")), QByteArray("?"));
+    EXPECT_EQ(CodePage::firstUnheld(u"ab\u0080"_s), 2); // € is 0x80, not U+0080
+    EXPECT_EQ(CodePage::encode(u"Ω"_s), QByteArray("?"));
 }
 
-TEST(CommandFile, RefusesTextsThatWouldReadBackDifferently) {
+TEST(CommandFile, ShortAndWrongFilesFailAtTheirFirstBadLineAndUnreadableTextsAreRefused) {
+    const CommandFile saved;
+    const QByteArray good = saved.bytes();
+    const QList<QByteArray> lines = good.split('\n');
+    // A file shorter than 19 lines fails with 62 at the first missing line.
+    for (const int keep : {0, 1, 5, 18})
+        EXPECT_EQ(readAll(lines.mid(0, keep).join('\n')).error, RunTimeError::InputPastEndOfFile);
+    const CommandFile::Read whole = readAll(good.chopped(2)); // the last line end is optional
+    EXPECT_EQ(whole.error, 0);
+    EXPECT_EQ(whole.file, saved);
+    // clang-format off
+    const std::tuple<int, QByteArray, int> broken[] = {
+        {2, "300", RunTimeError::Overflow},         {4, "256", RunTimeError::Overflow},
+        {2, "\"one\"", RunTimeError::TypeMismatch}, {6, "\"Stop\"", RunTimeError::TypeMismatch},
+        {9, "Yes", RunTimeError::TypeMismatch},     {18, "\" \"", RunTimeError::TypeMismatch},
+        {3, "1e10", RunTimeError::Overflow}, {3, "65536", RunTimeError::InvalidPropertyValue},
+        {1, "2", CommandFile::kNotCompatible}}; // a number reads as its text: not the header
+    // clang-format on
+    for (const auto& [line, content, error] : broken) {
+        QList<QByteArray> changed = lines;
+        changed[line - 1] = content + '\r';
+        const CommandFile::Read read = readAll(changed.join('\n'));
+        EXPECT_EQ(std::pair(read.error, read.lines), std::pair(error, line - 1)) << line;
+    }
+
+    // Texts that would read back differently are refused.
     Scratch scratch;
     // What: a cell's index, -1 the note, -2 the title.
     const std::tuple<int, QString, const char*> refused[] = {
@@ -197,32 +224,6 @@ TEST(CommandFile, RefusesTextsThatWouldReadBackDifferently) {
         EXPECT_TRUE(file.saveProblem().contains(QString::fromUtf8(problem))) << problem;
         EXPECT_EQ(file.save(scratch.path("x.scm")), *problem ? CommandFile::kRefused : 0);
         EXPECT_EQ(QFile::exists(scratch.path("x.scm")), !*problem);
-    }
-}
-
-TEST(CommandFile, ShortAndWrongFilesFailAtTheirFirstBadLine) {
-    const CommandFile saved;
-    const QByteArray good = saved.bytes();
-    const QList<QByteArray> lines = good.split('\n');
-    // A file shorter than 19 lines fails with 62 at the first missing line.
-    for (const int keep : {0, 1, 5, 18})
-        EXPECT_EQ(readAll(lines.mid(0, keep).join('\n')).error, RunTimeError::InputPastEndOfFile);
-    const CommandFile::Read whole = readAll(good.chopped(2)); // the last line end is optional
-    EXPECT_EQ(whole.error, 0);
-    EXPECT_EQ(whole.file, saved);
-    // clang-format off
-    const std::tuple<int, QByteArray, int> broken[] = {
-        {2, "300", RunTimeError::Overflow},         {4, "256", RunTimeError::Overflow},
-        {2, "\"one\"", RunTimeError::TypeMismatch}, {6, "\"Stop\"", RunTimeError::TypeMismatch},
-        {9, "Yes", RunTimeError::TypeMismatch},     {18, "\" \"", RunTimeError::TypeMismatch},
-        {3, "1e10", RunTimeError::Overflow},        {3, "65536", RunTimeError::InvalidPropertyValue},
-        {1, "2", CommandFile::kNotCompatible}}; // a number reads as its text: not the header
-    // clang-format on
-    for (const auto& [line, content, error] : broken) {
-        QList<QByteArray> changed = lines;
-        changed[line - 1] = content + '\r';
-        const CommandFile::Read read = readAll(changed.join('\n'));
-        EXPECT_EQ(std::pair(read.error, read.lines), std::pair(error, line - 1)) << line;
     }
 }
 
@@ -251,11 +252,11 @@ TEST(CommandFile, FailedSaveLeavesThePreviousFileIntact) {
         EXPECT_EQ(why, QString::fromLocal8Bit(std::strerror(EFBIG))) << limit;
         EXPECT_EQ(contents(path), before) << limit;
         EXPECT_EQ(QDir(scratch.dir.path()).entryList(QDir::Files | QDir::Hidden),
-                  QStringList{QStringLiteral("kept.scm")}); // no temporary file left behind
+                  QStringList{u"kept.scm"_s}); // no temporary file left behind
     }
     // Saving where no file can be. A named pipe is never replaced (the window may not write one:
     // it would wait for a reader); a link to a file stays a link, and the file it names is saved.
-    ASSERT_TRUE(QDir(scratch.dir.path()).mkdir(QStringLiteral("sub.scm")));
+    ASSERT_TRUE(QDir(scratch.dir.path()).mkdir(u"sub.scm"_s));
     ASSERT_EQ(mkfifo(QFile::encodeName(scratch.path("pipe.scm")).constData(), 0600), 0);
     for (const auto& [name, error] : {std::pair{"no/folder/x.scm", RunTimeError::PathNotFound},
                                       {"sub.scm", RunTimeError::PathFileAccess},
@@ -271,32 +272,24 @@ TEST(CommandFile, FailedSaveLeavesThePreviousFileIntact) {
 
     // Only the exact name is an existing file.
     ASSERT_TRUE(writeFile(scratch.path(".hidden.scm"), "x"));
-    for (const auto& [name, exists] : {std::pair{"kept.scm", true},
-                                       {".hidden.scm", true},
-                                       {"Kept.scm", false},
-                                       {"sub.scm", false},
-                                       {"*.scm", false},
-                                       {"none/kept.scm", false},
-                                       {"", false}})
+    // clang-format off
+    for (const auto& [name, exists] : {std::pair{"kept.scm", true}, {".hidden.scm", true},
+             {"Kept.scm", false}, {"sub.scm", false}, {"*.scm", false}, {"none/kept.scm", false},
+             {"", false}})
         EXPECT_EQ(existsWithExactName(*name ? scratch.path(name) : QString()), exists) << name;
-}
+    // clang-format on
 
-TEST(CommandFile, PermissionsStopReadAndSaveAndKeepTheFile) {
-    if (geteuid() == 0)
-        GTEST_SKIP() << "running as root: file permissions do not stop root";
-    Scratch scratch;
-    const QString path = scratch.path("kept.scm");
-    ASSERT_EQ(CommandFile().save(path), 0);
-    const QByteArray before = contents(path);
-    CommandFileReader reader;
-    ASSERT_TRUE(QFile::setPermissions(path, QFileDevice::WriteOwner));
-    EXPECT_EQ(reader.open(path), RunTimeError::PermissionDenied);
-    ASSERT_TRUE(QFile::setPermissions(scratch.dir.path(), QFile::ReadOwner | QFile::ExeOwner));
-    CommandFile other;
-    other.note = QStringLiteral("other");
-    EXPECT_EQ(other.save(path), RunTimeError::PermissionDenied);
-    QFile::setPermissions(scratch.dir.path(),
-                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-    EXPECT_EQ(contents(path), before);
+    // Permissions stop the read and the save, and the file is kept (they do not stop root).
+    if (geteuid() != 0) {
+        const QByteArray kept = contents(path);
+        ASSERT_TRUE(QFile::setPermissions(path, QFileDevice::WriteOwner));
+        CommandFileReader reader;
+        EXPECT_EQ(reader.open(path), RunTimeError::PermissionDenied);
+        ASSERT_TRUE(QFile::setPermissions(scratch.dir.path(), QFile::ReadOwner | QFile::ExeOwner));
+        EXPECT_EQ(previous.save(path), RunTimeError::PermissionDenied);
+        QFile::setPermissions(scratch.dir.path(),
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
+        EXPECT_EQ(contents(path), kept);
+    }
 }

@@ -1,6 +1,5 @@
 // The observation: the trace pixel for pixel, analysis on and off, the bitmap and VCD
 // exports and their dialogs, and the line event log behind the VCD.
-#include "base/SafeSave.h"
 #include "bus/I2cBus.h"
 #include "files/ObservationVcd.h"
 #include "model/FileTexts.h"
@@ -44,19 +43,17 @@ QImage drawn(const std::vector<Segment>& segments) {
 
 // The first differing pixel, or an empty string when the images are equal.
 std::string difference(const QImage& actual, const QImage& expected) {
-    for (int y = 0; y < expected.height(); ++y)
-        for (int x = 0; x < expected.width(); ++x)
-            if (actual.pixel(x, y) != expected.pixel(x, y))
-                return "pixel (" + std::to_string(x) + ", " + std::to_string(y) + ") is " +
-                       QColor(actual.pixel(x, y)).name().toStdString();
+    for (int i = 0, w = expected.width(); i < w * expected.height(); ++i)
+        if (actual.pixel(i % w, i / w) != expected.pixel(i % w, i / w))
+            return std::to_string(i % w) + ", " + std::to_string(i / w) + " is " +
+                   QColor(actual.pixel(i % w, i / w)).name().toStdString();
     return {};
 }
 
 int countColour(const QImage& img, QRgb c, QRect area) {
     int n = 0;
-    for (int y = area.top(); y <= area.bottom(); ++y)
-        for (int x = area.left(); x <= area.right(); ++x)
-            n += img.pixel(x, y) == c;
+    for (int i = 0; i < area.width() * area.height(); ++i)
+        n += img.pixel(area.left() + i % area.width(), area.top() + i / area.width()) == c;
     return n;
 }
 
@@ -71,16 +68,6 @@ struct TraceTest : ::testing::Test {
         lines.openPortI2c();
         trace.init(true);
         trace.begin(false); // no labels: the pixels below are the traces' alone
-    }
-};
-
-// Analysis on, the trace begun and one address byte sent.
-struct ObservationTest : RigTest {
-    void SetUp() override {
-        power().TogglePower();
-        tester->trace().begin(true);
-        tester->i2c().start();
-        tester->i2c().writeByte(0xA0);
     }
 };
 
@@ -99,8 +86,9 @@ TEST_F(TraceTest, StartSeparatorAndOneWrittenBitDrawPixelForPixel) {
     // clang-format off
     EXPECT_EQ(difference(trace.image(), drawn({
         {kWhite, 20, 0, 20, 36, 2},
-        {kYellow, 0, 7, 14, 7},  {kYellow, 15, 7, 15, 16},  {kYellow, 15, 17, 24, 17}, {kYellow, 25, 8, 25, 17},
-        {kCyan, 0, 24, 19, 24},  {kCyan, 20, 24, 20, 33},   {kCyan, 20, 34, 29, 34},
+        {kYellow, 0, 7, 14, 7},   {kYellow, 15, 7, 15, 16}, {kYellow, 15, 17, 24, 17},
+        {kYellow, 25, 8, 25, 17}, {kCyan, 0, 24, 19, 24},   {kCyan, 20, 24, 20, 33},
+        {kCyan, 20, 34, 29, 34},
         {kCyan, 30, 25, 30, 34}, {kCyan, 30, 24, 34, 24},   {kCyan, 35, 24, 35, 33}})), "");
     // clang-format on
 }
@@ -157,13 +145,17 @@ TEST_F(TraceTest, AFullStripSaysMoreTimeAndDrawsNothingMoreUntilTheNextRun) {
     EXPECT_GT(countColour(trace.image(), kText, {0, 7, 10, 24}), 5); // D, C
 }
 
-TEST_F(ObservationTest, StartUpPrintsTheAnalysisStateAndTheSwitchClearsButKeepsPositions) {
+TEST_F(RigTest, TheAnalysisSwitchClearsButKeepsPositionsAndTheBitmapExportAsks) {
+    power().TogglePower(); // analysis on, the trace begun and one address byte sent
+    tester->trace().begin(true);
+    tester->i2c().start();
+    tester->i2c().writeByte(0xA0);
     Trace fresh(Trace::kPictureSize);
     fresh.init(true);
     EXPECT_GT(countColour(fresh.image(), kText, {226, 12, 60, 14}), 20);
     const auto x = tester->trace().currentX();
     observation().Anal_be_Click();
-    EXPECT_FALSE(tester->analysisOn() || panel.isChecked(Ctl::Anal_be));
+    EXPECT_FALSE(tester->analysisOn() || panel.isChecked(Anal_be));
     EXPECT_EQ(countColour(tester->trace().image(), kGrey, QRect({0, 0}, kSize)), 533 * 37);
     tester->lines().clockLow(); // not recorded
     EXPECT_EQ(tester->trace().currentX(), x);
@@ -172,30 +164,28 @@ TEST_F(ObservationTest, StartUpPrintsTheAnalysisStateAndTheSwitchClearsButKeepsP
     tester->lines().clockLow();
     observation().Rep_Clear_Click();
     EXPECT_EQ(tester->trace().currentX(), x + 5);
-}
 
-TEST_F(ObservationTest, ExportSwitchesOffAndSavesTheStripAsABitmapAfterAsking) {
+    // The export switches off and saves the strip as a bitmap, after asking.
     dialogs.thenSaveFile(std::nullopt); // cancel: nothing at all
     observation().ExportObservation();
     const QString bmp = path("strip.bmp");
     dialogs.thenSaveFile(bmp);
     observation().ExportObservation();
     EXPECT_FALSE(tester->powerOn());
-    EXPECT_EQ(dialogs.shown[0].defaultText, QStringLiteral("No Title.bmp"));
-    EXPECT_EQ(dialogs.shown[0].text,
-              QStringLiteral("BitMap Pictures (*.bmp)|*.bmp|All Files (*.*)|*.*"));
+    EXPECT_EQ(dialogs.asked(0),
+              u"BitMap Pictures (*.bmp)|*.bmp|All Files (*.*)|*.*||No Title.bmp"_s);
     QImageReader reader(bmp);
     EXPECT_EQ(reader.format(), "bmp");
     EXPECT_EQ(reader.read().convertToFormat(QImage::Format_RGB32), tester->trace().image());
     QProcess identify;
-    identify.start(QStandardPaths::findExecutable(QStringLiteral("identify")), {bmp});
+    identify.start(QStandardPaths::findExecutable(u"identify"_s), {bmp});
     ASSERT_TRUE(identify.waitForFinished(10000)) << "ImageMagick's identify: scripts/setup.sh";
     EXPECT_TRUE(identify.readAllStandardOutput().contains("BMP3 533x37"));
 
     ASSERT_TRUE(writeFile(path("kept.bmp"), "precious"));
     dialogs.thenSaveFile(path("kept.bmp")).thenMessage(Dialogs::Answer::No);
     observation().ExportObservation();
-    EXPECT_EQ(dialogs.shown.back().text, QStringLiteral("'kept.bmp' is exist ! Overwrite ?"));
+    EXPECT_EQ(dialogs.shown.back().text, u"'kept.bmp' is exist ! Overwrite ?"_s);
     EXPECT_EQ(dialogs.shown.back().buttons, Dialogs::Buttons::YesNo);
     EXPECT_EQ(dialogs.shown.back().icon, Dialogs::Icon::Question);
     EXPECT_EQ(contents(path("kept.bmp")), QByteArray("precious"));
@@ -205,10 +195,10 @@ TEST_F(ObservationTest, ExportSwitchesOffAndSavesTheStripAsABitmapAfterAsking) {
 
     dialogs.thenSaveFile(path("no/such/folder/x.bmp")).thenMessage();
     observation().ExportObservation();
-    EXPECT_EQ(dialogs.messages().last(), QStringLiteral("Hiba: 76"));
+    EXPECT_EQ(dialogs.messages().last(), u"Hiba: 76"_s);
     dialogs.thenSaveFile(dir.path()).thenMessage(Dialogs::Answer::Yes).thenMessage();
     observation().ExportObservation(); // a folder by the chosen name
-    EXPECT_TRUE(dialogs.messages().last().startsWith(QStringLiteral("Hiba: ")));
+    EXPECT_TRUE(dialogs.messages().last().startsWith(u"Hiba: "_s));
 }
 
 TEST_F(RigTest, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
@@ -219,7 +209,7 @@ TEST_F(RigTest, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
     runs().Go1_Click();
     dialogs.thenSaveFile(path("write.vcd"));
     observation().ExportObservationVcd();
-    EXPECT_EQ(SigrokCli::decode(path("write.vcd"), SigrokCli::kI2c, SigrokCli::kI2cAnnotations),
+    EXPECT_EQ(SigrokCli::decode(path("write.vcd")),
               QStringList({"Start", "Write", "Address write: A0", "ACK", "Data write: 10", "ACK",
                            "Data write: 41", "ACK", "Data write: 42", "ACK", "Stop"}));
 
@@ -234,35 +224,30 @@ TEST_F(RigTest, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
     board->setRecorder(&recorder);
     runs().Go2_Click();
     board->setRecorder(nullptr);
-    ASSERT_EQ(panel.text(Ctl::Hex1), QStringLiteral("41 42 "));
+    ASSERT_EQ(panel.text(Hex1), u"41 42 "_s);
     dialogs.thenSaveFile(path("read.vcd"));
     observation().ExportObservationVcd();
     ASSERT_TRUE(recorder.writeVcd(path("wires.vcd")));
     // The export knows the chip's bits only from the samples, yet reads as the wire does.
-    const QStringList wires =
-        SigrokCli::decode(path("wires.vcd"), SigrokCli::kI2c, SigrokCli::kI2cAnnotations);
-    EXPECT_EQ(SigrokCli::decode(path("read.vcd"), SigrokCli::kI2c, SigrokCli::kI2cAnnotations),
-              wires);
-    EXPECT_TRUE(wires.contains(QStringLiteral("Data read: 41")) &&
-                wires.contains(QStringLiteral("Data read: 42")));
+    const QStringList wires = SigrokCli::decode(path("wires.vcd"));
+    EXPECT_EQ(SigrokCli::decode(path("read.vcd")), wires);
+    EXPECT_TRUE(wires.contains(u"Data read: 41"_s) && wires.contains(u"Data read: 42"_s));
     // Real times from the run's start, also after a pause: the board's port calls are 10 us
     // apart, and the start condition's fall of the data line is the run's third.
     const QByteArray vcd = contents(path("read.vcd"));
-    EXPECT_TRUE(vcd.contains("$timescale 1 ns $end"));
-    EXPECT_TRUE(vcd.contains("$end\n#30000\n0!\n0$\n")) << vcd.left(400).toStdString();
+    EXPECT_TRUE(vcd.contains("$timescale 1 ns $end") && vcd.contains("$end\n#30000\n0!\n0$\n"))
+        << vcd.left(400).toStdString();
 
     // The Microwire reset character is on TXD until its stop bit has gone, long after the run.
     power().TogglePower();
     setup().Mset_micro_Click();
     cells(1, {"&h18", "Dump1"});
     runs().Go1_Click();
-    ASSERT_EQ(
-        saveWith(path("reset.vcd"),
-                 [&](QIODevice& out) { return writeObservationVcd(tester->lineEvents(), out); }),
-        0);
-    EXPECT_EQ(SigrokCli::decode(path("reset.vcd"), QStringLiteral("uart:rx=txd:baudrate=2400"),
-                                QStringLiteral("uart=rx-data")),
-              QStringList{QStringLiteral("FF")});
+    dialogs.thenSaveFile(path("reset.vcd"));
+    observation().ExportObservationVcd();
+    EXPECT_EQ(
+        SigrokCli::decode(path("reset.vcd"), u"uart:rx=txd:baudrate=2400"_s, u"uart=rx-data"_s),
+        QStringList{u"FF"_s});
 }
 
 TEST(LineEventLog, GivesBackEveryEventInOrderAndKeepsAtMostItsLimit) {
@@ -282,10 +267,9 @@ TEST(LineEventLog, GivesBackEveryEventInOrderAndKeepsAtMostItsLimit) {
     QStringList read;
     LineEventLog::Reader reader(log);
     for (LineEventLog::Event e{}; reader.next(e);)
-        read << QStringLiteral("%1%2@%3").arg(int(e.signal)).arg(e.level ? 'H' : 'L').arg(e.atNs);
-    EXPECT_EQ(read.join(u' '), QStringLiteral("1L@1000 0L@11000 2H@21000 3L@21000 3H@437667 "
-                                              "3L@2104333 3H@3771000 1H@31000 2L@%1 1L@%1 1H@%1")
-                                   .arg(far));
+        read << u"%1%2@%3"_s.arg(int(e.signal)).arg(e.level ? 'H' : 'L').arg(e.atNs);
+    EXPECT_EQ(read.join(u' '), u"1L@1000 0L@11000 2H@21000 3L@21000 3H@437667 "
+                               "3L@2104333 3H@3771000 1H@31000 2L@%1 1L@%1 1H@%1"_s.arg(far));
 
     // A full log counts what it leaves out, and the dump says so.
     LineEventLog full(10);
@@ -323,12 +307,12 @@ TEST_F(RigTest, NothingToExportIsSaidAndAnExistingFileIsOnlyReplacedWhenTheUserS
     ASSERT_TRUE(writeFile(path("keep.vcd"), "mine"));
     dialogs.thenSaveFile(path("keep.vcd")).thenMessage(Dialogs::Answer::No);
     observation().ExportObservationVcd();
-    EXPECT_EQ(dialogs.shown[dialogs.shown.size() - 2].defaultText, QStringLiteral("No Title.vcd"));
-    EXPECT_EQ(dialogs.messages().last(), QStringLiteral("'keep.vcd' is exist ! Overwrite ?"));
+    EXPECT_EQ(dialogs.shown[dialogs.shown.size() - 2].defaultText, u"No Title.vcd"_s);
+    EXPECT_EQ(dialogs.messages().last(), u"'keep.vcd' is exist ! Overwrite ?"_s);
     EXPECT_EQ(contents(path("keep.vcd")), QByteArray("mine"));
     // A folder that is not there: a message naming the file, and nothing else written.
     dialogs.thenSaveFile(path("missing/run.vcd")).thenMessage();
     observation().ExportObservationVcd();
-    EXPECT_TRUE(dialogs.messages().last().contains(QStringLiteral("run.vcd")));
-    EXPECT_FALSE(QFile::exists(path("missing")));
+    EXPECT_TRUE(dialogs.messages().last().contains(u"run.vcd"_s) &&
+                !QFile::exists(path("missing")));
 }

@@ -30,24 +30,20 @@ int main(int argc, char** argv) {
     // A scan, two bytes written into the EEPROM, then a read of the ADC: what a first session
     // on the test board looks like.
     tester.diagnostics().DeviceDetect();
-    const char* seq1[] = {"&hA0", "&h10", "&h54", "&h61"};
-    const char* seq2[] = {"&h91", "Dump2", "Dump2", "Indicator"};
-    for (int k = 1; k <= 4; ++k) {
-        panel.setText(FrontPanel::cell(1, k), QString::fromLatin1(seq1[k - 1]));
-        panel.setText(FrontPanel::cell(2, k), QString::fromLatin1(seq2[k - 1]));
-    }
+    const char* cells[] = {"&hA0", "&h10", "&h54", "&h61", "&h91", "Dump2", "Dump2", "Indicator"};
+    for (int i = 0; i < 8; ++i)
+        panel.setText(FrontPanel::cell(i / 4 + 1, i % 4 + 1), QString::fromLatin1(cells[i]));
     tester.runs().Go1_Click();
     board->elapse(6'000'000);
     tester.runs().Go2_Click();
 
     QApplication::processEvents();
-    if (!window.grab().save(QString::fromLocal8Bit(argv[1]))) {
-        std::fprintf(stderr, "tamsolvix_screenshot: cannot write %s\n", argv[1]);
-        return 1;
-    }
-    if (argc == 3 && !explanationPicture().save(QString::fromLocal8Bit(argv[2]))) {
-        std::fprintf(stderr, "tamsolvix_screenshot: cannot write %s\n", argv[2]);
-        return 1;
+    for (int i = 1; i < argc; ++i) {
+        const QImage picture = i == 1 ? window.grab().toImage() : explanationPicture();
+        if (!picture.save(QString::fromLocal8Bit(argv[i]))) {
+            std::fprintf(stderr, "tamsolvix_screenshot: cannot write %s\n", argv[i]);
+            return 1;
+        }
     }
     return 0;
 }
