@@ -45,10 +45,6 @@ Edges edgesOf(const WireRecorder& recorder, Wire wire, std::uint64_t t0) {
     return edges;
 }
 
-std::uint64_t b(int k) {
-    return UartFrame::bitTimesNs(k);
-}
-
 } // namespace
 
 TEST_F(LinesTest, OpeningRaisesTheLinesOfTheModeAndTheDataLineIsOpenDrain) {
@@ -73,18 +69,15 @@ TEST_F(LinesTest, OpeningRaisesTheLinesOfTheModeAndTheDataLineIsOpenDrain) {
     // The data line is open-drain, and a closed port reads it released.
     Puller& chip = board.attach(std::make_unique<Puller>());
     ASSERT_TRUE(lines.openPortI2c());
-    EXPECT_TRUE(lines.readData());
     for (const bool pulling : {true, false}) {
         chip.pulling = pulling;
         lines.dataLow();
         lines.dataHigh(); // releasing the line does not lift what a device holds low
-        EXPECT_EQ(lines.readData(), !pulling);
-        EXPECT_EQ(board.wires().data, !pulling);
+        EXPECT_EQ(std::pair(lines.readData(), board.wires().data), std::pair(!pulling, !pulling));
     }
     lines.closePort();
     lines.dataLow(); // accepted on a closed port, without effect
-    EXPECT_FALSE(board.wires().dtr || board.dsr());
-    EXPECT_TRUE(lines.readData());
+    EXPECT_TRUE(!board.wires().dtr && !board.dsr() && lines.readData());
 }
 
 // One addressed byte write: start D1 C1 D0 | each bit C0 D(bit) C1 C0 | the acknowledge
@@ -132,8 +125,8 @@ TEST_F(LinesTest, MicrowireBitsAndBytesGoOutMostSignificantFirstAndEndHigh) {
                        "DCd"
                        "CDCD"_s);
     EXPECT_EQ(board.portCalls() - calls, 1u + static_cast<unsigned>(trace.s.size()));
-    EXPECT_EQ(board.sentCharacters(), (std::vector<std::uint8_t>{0xFF}));
-    EXPECT_EQ(yields, 1);
+    EXPECT_EQ(std::pair(board.sentCharacters(), yields),
+              std::pair(std::vector<std::uint8_t>{0xFF}, 1));
 }
 
 TEST(SimulatedBoard, TheResetCharacterIsAUartFrameOnTxdAndAPulseOnChipSelect) {
@@ -146,12 +139,13 @@ TEST(SimulatedBoard, TheResetCharacterIsAUartFrameOnTxdAndAPulseOnChipSelect) {
     board.sendByte(0xC5); // 1100 0101: two leading ones, so CS lasts 3 bit times
     const std::uint64_t t0 = board.nowNs();
     board.sendByte(0x00); // handed over during the first frame: waits for it
-    while (board.nowNs() < t0 + b(21))
+    while (board.nowNs() < t0 + UartFrame::bitTimesNs(21))
         board.cts();
     // CS rose with the first character; the second one, handed over one port call (10 us)
     // later while CS was still high, dropped it for 1 us and started its own pulse of one bit
     // time. sigrok reads both frames on TXD.
-    const Edges cs = {{0, true}, {10'000, false}, {11'000, true}, {11'000 + b(1), false}};
+    const Edges cs = {
+        {0, true}, {10'000, false}, {11'000, true}, {11'000 + UartFrame::bitTimesNs(1), false}};
     EXPECT_EQ(edgesOf(recorder, Wire::ChipSelect, t0), cs);
     Scratch scratch;
     ASSERT_TRUE(recorder.writeVcd(scratch.path("txd.vcd")));

@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <ranges>
 
 using ::testing::MatchesRegex;
 
@@ -181,14 +182,12 @@ TEST_F(I2cChips, TheScanFindsTheChipsAndAReadAddressWhoseFirstBitIsZeroSwallowsA
         i2c(u"S %1 P"_s.arg(hex(a)));
     EXPECT_TRUE(!board->wires().data && board->wires().dtr); // the stop did not release it
     i2c("S"); // 0xA2's start: no edge on the held line
-    EXPECT_FALSE(board->wires().data);
-    EXPECT_TRUE(eeprom().transmitting());
+    EXPECT_TRUE(!board->wires().data && eeprom().transmitting());
     // The chip shifts out the rest of its byte during 0xA2's bits and takes 0xA2's last bit
     // (a 0) as the master's acknowledge; the next byte (0xFF) is not acknowledged here, so
     // the chip releases the line and the scan goes on cleanly from 0xA3.
     i2c("A2 P");
-    EXPECT_TRUE(board->wires().data);
-    EXPECT_FALSE(eeprom().transmitting());
+    EXPECT_TRUE(board->wires().data && !eeprom().transmitting());
     // With the next byte starting with a 0 too, the swallowed address reads as acknowledged:
     // the scan shows a chip at 0xA2 that is not there. The PCF8574 does the same with a 0 in
     // its pins: its pins are sent again for 0x42.
@@ -272,43 +271,14 @@ struct MicrowireChip : ChipTest {
         return busyReads;
     }
     bool all(int byte) {
-        for (int i = 0; i < Eeprom93c46::kSize; ++i)
-            if (chip().at(i) != byte)
-                return false;
-        return true;
+        return std::ranges::all_of(std::views::iota(0, int(Eeprom93c46::kSize)),
+                                   [&](int i) { return chip().at(i) == byte; });
     }
 };
 
 const QString kEwen = u"T9 1 00 1100000 E"_s, kEwds = u"T9 1 00 0000000 E"_s;
 
 } // namespace
-
-TEST_F(MicrowireChip, WriteWaitsForItsCycleAndReadsBackOnlyAfterWriteEnable) {
-    chip().set(0x16, 0x3C);
-    mw("T9 1 01 0010101 hA7 E"); // WRITE 0x15 at power-on: write-disabled, ignored, no cycle
-    EXPECT_FALSE(chip().busy());
-    EXPECT_EQ(chip().at(0x15), 0xFF);
-    mw(kEwen);
-    EXPECT_TRUE(chip().writeEnabled());
-    // WRITE: the cycle starts with the last data bit; DO shows busy while CS is high.
-    mw("T9 1 01 0010101 hA7");
-    EXPECT_TRUE(chip().busy());
-    EXPECT_EQ(mw("b b E"), u"0 0"_s);
-    EXPECT_TRUE(chip().busy());    // 4 ms outlast the 3.75 ms of the selection
-    EXPECT_TRUE(lines.readData()); // deselected: DO is off
-    // Select again and poll the status until ready.
-    const int busyReads = pollUntilReady();
-    EXPECT_GT(busyReads, 0);
-    EXPECT_LT(busyReads, 200);
-    EXPECT_FALSE(chip().busy());
-    // READ: the dummy 0 first, so a byte spans two byte reads; after D0 of one byte the next
-    // follows without a dummy bit (0x17 is erased): 0 A7 3C FF.
-    EXPECT_EQ(mw("T9 1 10 0010101 R R R E"), u"53 9E 7F"_s);
-    mw(kEwds);
-    EXPECT_FALSE(chip().writeEnabled());
-    mw("T9 1 01 0010101 h00 E");
-    EXPECT_EQ(chip().at(0x15), 0xA7);
-}
 
 TEST_F(MicrowireChip, EraseEraseAllAndWriteAllProgramTheWholeChip) {
     mw(kEwen);
@@ -347,7 +317,7 @@ TEST_F(MicrowireChip, AResetTensionTooShortForTheCommandCutsItOff) {
     EXPECT_EQ(chip().at(0x20), 0x00);
 }
 
-TEST_F(MicrowireChip, ACharacterSentWhileSelectedDeselectsFirstAndTheFirstRunSeesAnExtraClock) {
+TEST_F(MicrowireChip, AFirstRunSeesAnExtraClockAndAWriteWaitsForItsCycle) {
     // Right after opening, the clock is low: the reset pulse's own rising clock, with data
     // out high, is the chip's start bit, and the run's start bit becomes the first opcode bit.
     // READ 0x05 (1 10 0000101) arrives as 1 11 0000010: an ERASE, ignored while
@@ -360,6 +330,32 @@ TEST_F(MicrowireChip, ACharacterSentWhileSelectedDeselectsFirstAndTheFirstRunSee
     // READ, now sent with the clock already high, works.
     ASSERT_TRUE(board->wires().cs);
     EXPECT_EQ(mw("T9 1 10 0000101 R R E"), u"00 7F"_s); // the dummy 0, 0x00, then 0xFF
+
+    // A write waits for its cycle, and only after a write enable.
+    chip().set(0x16, 0x3C);
+    mw("T9 1 01 0010101 hA7 E"); // WRITE 0x15 at power-on: write-disabled, ignored, no cycle
+    EXPECT_FALSE(chip().busy());
+    EXPECT_EQ(chip().at(0x15), 0xFF);
+    mw(kEwen);
+    EXPECT_TRUE(chip().writeEnabled());
+    // WRITE: the cycle starts with the last data bit; DO shows busy while CS is high.
+    mw("T9 1 01 0010101 hA7");
+    EXPECT_TRUE(chip().busy());
+    EXPECT_EQ(mw("b b E"), u"0 0"_s);
+    EXPECT_TRUE(chip().busy());    // 4 ms outlast the 3.75 ms of the selection
+    EXPECT_TRUE(lines.readData()); // deselected: DO is off
+    // Select again and poll the status until ready.
+    const int busyReads = pollUntilReady();
+    EXPECT_GT(busyReads, 0);
+    EXPECT_LT(busyReads, 200);
+    EXPECT_FALSE(chip().busy());
+    // READ: the dummy 0 first, so a byte spans two byte reads; after D0 of one byte the next
+    // follows without a dummy bit (0x17 is erased): 0 A7 3C FF.
+    EXPECT_EQ(mw("T9 1 10 0010101 R R R E"), u"53 9E 7F"_s);
+    mw(kEwds);
+    EXPECT_FALSE(chip().writeEnabled());
+    mw("T9 1 01 0010101 h00 E");
+    EXPECT_EQ(chip().at(0x15), 0xA7);
 }
 
 TEST_F(MicrowireChip, SigrokDecodesAReadAndAWriteOfThe93c46) {

@@ -65,19 +65,24 @@ TEST_F(CliTest, UsageErrorsExitWithTwoAndPrintNothingAndHelpWithZero) {
         u"--sequence, --repeat, --slider, --bmp, --vcd, --save and --force belong to run"_s;
     // clang-format off
     const std::pair<QStringList, QString> wrong[] = {
-        {{"frobnicate"}, command}, {{}, command},
-        {{"run"}, "run needs at least one command file"}, {{"run", "--json"}, "run needs at least one command file"},
+        {{"frobnicate"}, command}, {{}, command}, {{"detect", "--repeat", "2"}, runs},
+        {{"run"}, "run needs at least one command file"}, {{"detect", "--force"}, runs},
+        {{"run", "--json"}, "run needs at least one command file"},
         {{"run", f, "--sequence", "21"}, "--sequence takes 1, 2 or 12, not \"21\""},
         {{"run", f, "--repeat", "0"}, "--repeat takes a whole number of at least 1, not \"0\""},
         {{"run", f, "--repeat", "two"}, "--repeat takes a whole number of at least 1, not \"two\""},
         {{"run", f, "--slider", "256"}, "--slider takes a whole number from 0 to 255, not \"256\""},
         {{"run", f, "--slider", "-1"}, "--slider takes a whole number from 0 to 255, not \"-1\""},
         {{"run", f, "--bmp="}, "--bmp, --vcd and --save need a file name"},
-        {{"run", f, "--frob"}, "unknown option '--frob'"}, {{"run", f, "--repeat"}, "Missing value after '--repeat'"},
-        {{"detect", "--repeat", "2"}, runs}, {{"detect", "--force"}, runs}, {{"probe", "extra"}, "probe takes no arguments"},
-        {{"run", "-dash.scm"}, "unknown option '-dash.scm' (a file name that begins with '-' goes after '--': run -- -dash.scm)"},
-        {{"--device", "5=/tmp/x", "demo"}, "bad --device '5=/tmp/x' (PATH, or N=PATH with N from 1 to 4)"},
-        {{"--board", "sim:nope", "demo"}, "unknown board variant 'nope' (known: cts-high, cts-low, dsr-low, dsr-high, dsr-late, unplug)"}};
+        {{"run", f, "--frob"}, "unknown option '--frob'"},
+        {{"probe", "extra"}, "probe takes no arguments"},
+        {{"run", f, "--repeat"}, "Missing value after '--repeat'"},
+        {{"run", "-dash.scm"}, "unknown option '-dash.scm' (a file name that begins with '-' goes "
+                               "after '--': run -- -dash.scm)"},
+        {{"--device", "5=/tmp/x", "demo"},
+         "bad --device '5=/tmp/x' (PATH, or N=PATH with N from 1 to 4)"},
+        {{"--board", "sim:nope", "demo"}, "unknown board variant 'nope' (known: cts-high, cts-low, "
+                                          "dsr-low, dsr-high, dsr-late, unplug)"}};
     // clang-format on
     for (const auto& [arguments, why] : wrong)
         EXPECT_EQ(runCli(arguments).says(),
@@ -105,7 +110,7 @@ QString shape(const QJsonObject& o) {
     return keys.join(u' ');
 }
 
-TEST_F(CliTest, JsonHasTheWholeStateForEveryCommandAndProbeItsExitStatus) {
+TEST_F(CliTest, JsonHasTheWholeStateAndTheSettingsAreLeftAlone) {
     for (const char* command : {"demo", "detect", "probe"}) {
         const CliResult r = runCli({command, "--json"});
         // Standard error has the message boxes only, nothing from Qt itself.
@@ -142,6 +147,20 @@ TEST_F(CliTest, JsonHasTheWholeStateForEveryCommandAndProbeItsExitStatus) {
     // The line test's verdict is the exit status.
     const CliResult failed = runCli({"--board", "sim:dsr-low", "probe"});
     EXPECT_TRUE(failed.says().startsWith(u"1 Line Probe Fail !!\nSeveral Periods: 0/ 1/"));
+
+    // The tool starts from the settings and leaves them alone.
+    const QString store =
+        QDir(qEnvironmentVariable("XDG_CONFIG_HOME")).filePath(u"Pellucor.conf"_s);
+    {
+        QSettings settings(store, QSettings::IniFormat);
+        settings.setValue(u"Setup/Microwire"_s, u"1"_s);
+        settings.setValue(u"Setup/Port"_s, u"2"_s);
+    }
+    const QByteArray before = contents(store);
+    const CliResult r = runCli({"demo", "--json"});
+    EXPECT_EQ(r["mode"].toString() + ' ' + r["panels"][0].toString(), u"Microwire Port: 2"_s);
+    EXPECT_EQ(contents(store), before);
+    QFile::remove(store);
 }
 
 TEST_F(CliTest, RunsFilesInTurnAndWritesTheSetUpPictureAndLineEventsSafely) {
@@ -185,8 +204,8 @@ TEST_F(CliTest, RunsFilesInTurnAndWritesTheSetUpPictureAndLineEventsSafely) {
     std::thread reader([&] { piped = contents(pipe); });
     EXPECT_EQ(runCli({"run", file, "--vcd", pipe}).status, 0);
     reader.join();
-    EXPECT_TRUE(piped.startsWith("$version Tamsolvix observation $end\n"));
-    EXPECT_FALSE(QFileInfo(pipe).isFile());
+    EXPECT_TRUE(piped.startsWith("$version Tamsolvix observation $end\n") &&
+                !QFileInfo(pipe).isFile());
     // A folder that does not exist: the output fails, and so does the exit status. Without
     // Observation there are no line events, which is said and fails the command.
     EXPECT_EQ(runCli({"run", file, "--save", path("no/such/folder.scm")}).says(),
@@ -203,23 +222,8 @@ TEST_F(CliTest, RunsFilesInTurnAndWritesTheSetUpPictureAndLineEventsSafely) {
     // Text mode: the messages on standard error in order, the state on standard output.
     EXPECT_EQ(r.says(),
               u"1 'missing.scm' is NOT exist !\nNot compatible file format version !\n"_s);
-    EXPECT_TRUE(r.out.contains("Status bar: [Port: 1]"));
-    EXPECT_TRUE(r.out.contains("C1=Dump1")); // the last file's cells
+    EXPECT_TRUE(r.out.contains("Status bar: [Port: 1]") &&
+                r.out.contains("C1=Dump1")); // the last file's
     // The read on an empty bus finds the data line released: 255 in the first read-out.
     EXPECT_TRUE(r.out.contains("Hex1:       FF")) << r.out.constData();
-}
-
-TEST_F(CliTest, StartsFromTheSettingsAndLeavesThemAlone) {
-    const QString store =
-        QDir(qEnvironmentVariable("XDG_CONFIG_HOME")).filePath(u"Pellucor.conf"_s);
-    {
-        QSettings settings(store, QSettings::IniFormat);
-        settings.setValue(u"Setup/Microwire"_s, u"1"_s);
-        settings.setValue(u"Setup/Port"_s, u"2"_s);
-    }
-    const QByteArray before = contents(store);
-    const CliResult r = runCli({"demo", "--json"});
-    EXPECT_EQ(r["mode"].toString() + ' ' + r["panels"][0].toString(), u"Microwire Port: 2"_s);
-    EXPECT_EQ(contents(store), before);
-    QFile::remove(store);
 }

@@ -34,27 +34,26 @@ TEST_F(RigTest, SaveThenOpenRestoresTheSetUpAndLineFiveNamesTheFile) {
     dialogs.thenInput(u"4"_s).thenInput(u"250"_s);
     setup().Mset_reset_Click();
     setup().Mset_timer_Click();
-    panel.setText(Ctl::C1, u"x1,0"_s);
-    panel.setText(Ctl::D4, u"Dump2"_s);
+    panel.setText(C1, u"x1,0"_s);
+    panel.setText(D4, u"Dump2"_s);
     dialogs.thenInput(u"a note, with a comma"_s);
     setup().EditNote();
-    runs().selectOption(Ctl::Ns1);
+    runs().selectOption(Ns1);
     power().TogglePower();
     dialogs.thenSaveFile(path("bench.scm"));
     files().Mfile_save_Click();
     EXPECT_EQ(state(), u"OFF closed analysing"_s); // switched off before the dialog
-    EXPECT_EQ(panel.text(Ctl::Fo), u"I2C/Microwire Tamsolvix V 3. 0. 0 : bench.scm"_s);
+    EXPECT_EQ(panel.text(Fo), u"I2C/Microwire Tamsolvix V 3. 0. 0 : bench.scm"_s);
     ASSERT_TRUE(QFile::rename(path("bench.scm"), path("renamed.scm")));
     const CommandFile saved = files().commandFile(u"bench.scm"_s);
 
     start();
     dialogs.thenOpenFile(path("renamed.scm"));
     EXPECT_TRUE(files().Mfile_open_Click());
-    EXPECT_EQ(texts({Ctl::Fo, Ctl::Panel8, Ctl::Panel11, Ctl::C1, Ctl::D4, Ctl::Megjegyzes}),
+    EXPECT_EQ(texts({Fo, Panel8, Panel11, C1, D4, Megjegyzes}),
               u"I2C/Microwire Tamsolvix V 3. 0. 0 : bench.scm| 250mS|1666.67 uS|x1,0|Dump2|"
               "Note: a note, with a comma"_s);
-    EXPECT_TRUE(panel.isChecked(Ctl::Mset_micro) && panel.isChecked(Ctl::Mset_start) &&
-                tester->startBitOn());
+    EXPECT_TRUE(panel.isChecked(Mset_micro) && panel.isChecked(Mset_start) && tester->startBitOn());
     EXPECT_EQ(std::pair(tester->resetTension(), tester->timerInterval()), std::pair(4, 250));
     // Saved with Seq1 selected: line 9 is false and no option is selected after loading.
     EXPECT_EQ(timer(), u"none stopped"_s);
@@ -64,9 +63,9 @@ TEST_F(RigTest, SaveThenOpenRestoresTheSetUpAndLineFiveNamesTheFile) {
     ASSERT_TRUE(writeFile(path("i2c.scm"), CommandFile().bytes()));
     dialogs.thenOpenFile(path("i2c.scm"));
     files().Mfile_open_Click();
-    EXPECT_FALSE(panel.isChecked(Ctl::Mset_micro) || panel.isEnabled(Ctl::Panel10));
-    EXPECT_TRUE(panel.isEnabled(Ctl::Mset_Device) && timer() == u"Off stopped");
-    EXPECT_EQ(texts({Ctl::Panel9, Ctl::Panel10}), u"I2C|S:OFF"_s);
+    EXPECT_FALSE(panel.isChecked(Mset_micro) || panel.isEnabled(Panel10));
+    EXPECT_TRUE(panel.isEnabled(Mset_Device) && timer() == u"Off stopped");
+    EXPECT_EQ(texts({Panel9, Panel10}), u"I2C|S:OFF"_s);
 }
 
 TEST_F(RigTest, OverwritingAsksFirstAndOtherLetterCasesAreOtherNames) {
@@ -80,12 +79,12 @@ TEST_F(RigTest, OverwritingAsksFirstAndOtherLetterCasesAreOtherNames) {
     EXPECT_EQ(dialogs.shown.back().icon, Dialogs::Icon::Critical);
     // A double quote in a text: refused, and nothing is written. A named pipe is no file to
     // save into: the drive's message, then the dialog again.
-    panel.setText(Ctl::C2, u"say \"hi\""_s);
+    panel.setText(C2, u"say \"hi\""_s);
     dialogs.thenSaveFile(path("quote.scm")).thenMessage();
     files().Mfile_save_Click();
     EXPECT_FALSE(QFile::exists(path("quote.scm")));
     EXPECT_EQ(tester->currentFileTitle(), u"No Title"_s);
-    panel.setText(Ctl::C2, u"Stop"_s);
+    panel.setText(C2, u"Stop"_s);
     ASSERT_EQ(mkfifo(QFile::encodeName(path("pipe.scm")).constData(), 0600), 0);
     dialogs.thenSaveFile(path("pipe.scm")).thenMessage().thenSaveFile(std::nullopt);
     files().Mfile_save_Click();
@@ -125,7 +124,7 @@ TEST_F(RigTest, BadFilesStopAtTheirFirstBadLineWithTheirMessages) {
               QStringList({"Not compatible file format version !",
                            "Eror in File funktions ! Error Code: 6",
                            "Eror in File funktions ! Error Code: 62 " + path("short.scm")}));
-    EXPECT_EQ(texts({Ctl::Panel1, Ctl::Fo}), "Port: 2|" + kNoTitle);
+    EXPECT_EQ(texts({Panel1, Fo}), "Port: 2|" + kNoTitle);
 
     // What is not a file is not opened (a pipe would wait for a writer): the same reason at
     // start-up and from the menu.
@@ -160,11 +159,12 @@ TEST(FileAssociation, TheOpenerIsRegisteredForTheDesktopAndTheCommandLineNamesTh
                            "\"D:\\My Tools\\other.exe\" \"%1\"", "Tamsolvix and Explorer"}));
     // clang-format off
     const std::pair<QStringList, std::optional<QString>> lines[] = {
-        {{"--open", "/home/a b/\"x\".scm"}, "/home/a b/\"x\".scm"}, {{"--open=/tmp/y.scm"}, "/tmp/y.scm"},
-        {{"--open"}, std::nullopt}, // the launcher's entry without a file
-        {{"\"C:\\x.scm\""}, "C:\\x.scm"},   {{"\"C:\\My", "Files\\x.scm\""}, "C:\\My Files\\x.scm"},
+        {{"--open", "/home/a b/\"x\".scm"}, "/home/a b/\"x\".scm"},
+        {{"--open=/tmp/y.scm"}, "/tmp/y.scm"}, {{"--open"}, std::nullopt}, // the entry alone
+        {{"\"C:\\x.scm\""}, "C:\\x.scm"}, {{"\"C:\\My", "Files\\x.scm\""}, "C:\\My Files\\x.scm"},
         {{"/tmp/a.scm"}, "tmp/a.sc"}, // unquoted: loses both ends
-        {{"\"\""}, QString()}, {{"x"}, std::nullopt}, {{QString()}, std::nullopt}, {{}, std::nullopt}};
+        {{"\"\""}, QString()}, {{"x"}, std::nullopt}, {{QString()}, std::nullopt},
+        {{}, std::nullopt}};
     // clang-format on
     for (const auto& [arguments, path] : lines)
         EXPECT_EQ(commandFilePath(arguments), path) << arguments.join(u'|').toStdString();

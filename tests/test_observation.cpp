@@ -1,6 +1,5 @@
 // The observation: the trace pixel for pixel, analysis on and off, the bitmap and VCD
 // exports and their dialogs, and the line event log behind the VCD.
-#include "base/SafeSave.h"
 #include "bus/I2cBus.h"
 #include "files/ObservationVcd.h"
 #include "model/FileTexts.h"
@@ -44,19 +43,17 @@ QImage drawn(const std::vector<Segment>& segments) {
 
 // The first differing pixel, or an empty string when the images are equal.
 std::string difference(const QImage& actual, const QImage& expected) {
-    for (int y = 0; y < expected.height(); ++y)
-        for (int x = 0; x < expected.width(); ++x)
-            if (actual.pixel(x, y) != expected.pixel(x, y))
-                return "pixel (" + std::to_string(x) + ", " + std::to_string(y) + ") is " +
-                       QColor(actual.pixel(x, y)).name().toStdString();
+    for (int i = 0, w = expected.width(); i < w * expected.height(); ++i)
+        if (actual.pixel(i % w, i / w) != expected.pixel(i % w, i / w))
+            return std::to_string(i % w) + ", " + std::to_string(i / w) + " is " +
+                   QColor(actual.pixel(i % w, i / w)).name().toStdString();
     return {};
 }
 
 int countColour(const QImage& img, QRgb c, QRect area) {
     int n = 0;
-    for (int y = area.top(); y <= area.bottom(); ++y)
-        for (int x = area.left(); x <= area.right(); ++x)
-            n += img.pixel(x, y) == c;
+    for (int i = 0; i < area.width() * area.height(); ++i)
+        n += img.pixel(area.left() + i % area.width(), area.top() + i / area.width()) == c;
     return n;
 }
 
@@ -89,8 +86,9 @@ TEST_F(TraceTest, StartSeparatorAndOneWrittenBitDrawPixelForPixel) {
     // clang-format off
     EXPECT_EQ(difference(trace.image(), drawn({
         {kWhite, 20, 0, 20, 36, 2},
-        {kYellow, 0, 7, 14, 7},  {kYellow, 15, 7, 15, 16},  {kYellow, 15, 17, 24, 17}, {kYellow, 25, 8, 25, 17},
-        {kCyan, 0, 24, 19, 24},  {kCyan, 20, 24, 20, 33},   {kCyan, 20, 34, 29, 34},
+        {kYellow, 0, 7, 14, 7},   {kYellow, 15, 7, 15, 16}, {kYellow, 15, 17, 24, 17},
+        {kYellow, 25, 8, 25, 17}, {kCyan, 0, 24, 19, 24},   {kCyan, 20, 24, 20, 33},
+        {kCyan, 20, 34, 29, 34},
         {kCyan, 30, 25, 30, 34}, {kCyan, 30, 24, 34, 24},   {kCyan, 35, 24, 35, 33}})), "");
     // clang-format on
 }
@@ -157,7 +155,7 @@ TEST_F(RigTest, TheAnalysisSwitchClearsButKeepsPositionsAndTheBitmapExportAsks) 
     EXPECT_GT(countColour(fresh.image(), kText, {226, 12, 60, 14}), 20);
     const auto x = tester->trace().currentX();
     observation().Anal_be_Click();
-    EXPECT_FALSE(tester->analysisOn() || panel.isChecked(Ctl::Anal_be));
+    EXPECT_FALSE(tester->analysisOn() || panel.isChecked(Anal_be));
     EXPECT_EQ(countColour(tester->trace().image(), kGrey, QRect({0, 0}, kSize)), 533 * 37);
     tester->lines().clockLow(); // not recorded
     EXPECT_EQ(tester->trace().currentX(), x);
@@ -226,7 +224,7 @@ TEST_F(RigTest, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
     board->setRecorder(&recorder);
     runs().Go2_Click();
     board->setRecorder(nullptr);
-    ASSERT_EQ(panel.text(Ctl::Hex1), u"41 42 "_s);
+    ASSERT_EQ(panel.text(Hex1), u"41 42 "_s);
     dialogs.thenSaveFile(path("read.vcd"));
     observation().ExportObservationVcd();
     ASSERT_TRUE(recorder.writeVcd(path("wires.vcd")));
@@ -237,18 +235,16 @@ TEST_F(RigTest, SigrokDecodesTheExportedRunsAsTheBoardsOwnWires) {
     // Real times from the run's start, also after a pause: the board's port calls are 10 us
     // apart, and the start condition's fall of the data line is the run's third.
     const QByteArray vcd = contents(path("read.vcd"));
-    EXPECT_TRUE(vcd.contains("$timescale 1 ns $end"));
-    EXPECT_TRUE(vcd.contains("$end\n#30000\n0!\n0$\n")) << vcd.left(400).toStdString();
+    EXPECT_TRUE(vcd.contains("$timescale 1 ns $end") && vcd.contains("$end\n#30000\n0!\n0$\n"))
+        << vcd.left(400).toStdString();
 
     // The Microwire reset character is on TXD until its stop bit has gone, long after the run.
     power().TogglePower();
     setup().Mset_micro_Click();
     cells(1, {"&h18", "Dump1"});
     runs().Go1_Click();
-    ASSERT_EQ(
-        saveWith(path("reset.vcd"),
-                 [&](QIODevice& out) { return writeObservationVcd(tester->lineEvents(), out); }),
-        0);
+    dialogs.thenSaveFile(path("reset.vcd"));
+    observation().ExportObservationVcd();
     EXPECT_EQ(
         SigrokCli::decode(path("reset.vcd"), u"uart:rx=txd:baudrate=2400"_s, u"uart=rx-data"_s),
         QStringList{u"FF"_s});
@@ -317,6 +313,6 @@ TEST_F(RigTest, NothingToExportIsSaidAndAnExistingFileIsOnlyReplacedWhenTheUserS
     // A folder that is not there: a message naming the file, and nothing else written.
     dialogs.thenSaveFile(path("missing/run.vcd")).thenMessage();
     observation().ExportObservationVcd();
-    EXPECT_TRUE(dialogs.messages().last().contains(u"run.vcd"_s));
-    EXPECT_FALSE(QFile::exists(path("missing")));
+    EXPECT_TRUE(dialogs.messages().last().contains(u"run.vcd"_s) &&
+                !QFile::exists(path("missing")));
 }

@@ -26,7 +26,7 @@ struct RunTest : RigTest {
     BitLog& log = board->attach(std::make_unique<BitLog>());
     void microwire() {
         setup().Mset_micro_Click();
-        ASSERT_TRUE(panel.isChecked(Ctl::Mset_micro));
+        ASSERT_TRUE(panel.isChecked(Mset_micro));
     }
     // The bits since the last call; a clock high then counts as a rise.
     QString bits() {
@@ -46,52 +46,52 @@ struct RunTest : RigTest {
 TEST(CommandCells, KindsConstantsAndByteTexts) {
     using CommandCells::Kind;
     // clang-format off
-    for (const auto& [text, microwire, kind] : {std::tuple{"Dump2", false, Kind::Dump2}, {"stop", false, Kind::Constant},
-             {" Stop", false, Kind::Constant}, {"x0101", false, Kind::Constant}, {"X0101", true, Kind::BitString},
+    for (const auto& [text, microwire, kind] : {std::tuple{"Dump2", false, Kind::Dump2},
+             {"stop", false, Kind::Constant}, {" Stop", false, Kind::Constant},
+             {"x0101", false, Kind::Constant}, {"X0101", true, Kind::BitString},
              {"Stop", true, Kind::Stop}})
         EXPECT_EQ(CommandCells::kind(QLatin1String(text), microwire), kind) << text;
     const std::pair<const char*, int> constants[] = {
-        {"&hff", 255}, {"&HFF", 255}, {"255", 255},    {"255.4", 255}, {"255.9", 255}, {" 31", 31}, {"&h1F", 31},
-        {"Constans", 0}, {"", 0},     {"12abc", 12},   {"256", -1},    {"&h100", -1},  {"-1", -1},  {"-0.5", -1},
-        {"1e300", -1}, {"99999999999999999999", -1}};
+        {"&hff", 255}, {"&HFF", 255}, {"255", 255}, {"255.4", 255}, {"255.9", 255}, {" 31", 31},
+        {"&h1F", 31}, {"Constans", 0}, {"", 0}, {"12abc", 12}, {"256", -1}, {"&h100", -1},
+        {"-1", -1}, {"-0.5", -1}, {"1e300", -1}, {"99999999999999999999", -1}};
     // clang-format on
     for (const auto& [text, value] : constants)
         EXPECT_EQ(CommandCells::constantValue(QLatin1String(text)).value_or(-1), value) << text;
 }
 
 TEST_F(RunTest, TheStopRuleGreysTheCellsBehindAStopInBothRows) {
-    panel.setText(Ctl::C1, u"&h90"_s);
-    EXPECT_EQ(enabled({Ctl::C2, Ctl::C3}), u"10"_s);
-    panel.setText(Ctl::C2, u"&h01"_s);
-    panel.setText(Ctl::C3, u"Dump1"_s);
-    EXPECT_EQ(enabled({Ctl::C3, Ctl::C4}), u"11"_s);
-    panel.setText(Ctl::C2, u"Stop"_s);
-    EXPECT_EQ(enabled({Ctl::C3, Ctl::C4}), u"00"_s);
+    panel.setText(C1, u"&h90"_s);
+    EXPECT_EQ(enabled({C2, C3}), u"10"_s);
+    panel.setText(C2, u"&h01"_s);
+    panel.setText(C3, u"Dump1"_s);
+    EXPECT_EQ(enabled({C3, C4}), u"11"_s);
+    panel.setText(C2, u"Stop"_s);
+    EXPECT_EQ(enabled({C3, C4}), u"00"_s);
     EXPECT_EQ(cell(1, 3), u"Dump1"_s); // greyed, not emptied
-    panel.setText(Ctl::D2, u"&h01"_s);
+    panel.setText(D2, u"&h01"_s);
     for (const char* notTheKeyword : {"stop", " Stop"}) { // constants: 0
-        panel.setText(Ctl::D1, QLatin1String(notTheKeyword));
-        EXPECT_EQ(enabled({Ctl::D2, Ctl::D3, Ctl::D4, Ctl::C3}), u"1100"_s);
+        panel.setText(D1, QLatin1String(notTheKeyword));
+        EXPECT_EQ(enabled({D2, D3, D4, C3}), u"1100"_s);
     }
-    panel.setText(Ctl::D2, u"Stop"_s);
-    EXPECT_EQ(enabled({Ctl::D2, Ctl::D3, Ctl::D4}), u"100"_s);
+    panel.setText(D2, u"Stop"_s);
+    EXPECT_EQ(enabled({D2, D3, D4}), u"100"_s);
 }
 
 TEST_F(RunTest, AnI2cRunWritesReadsAndShowsItsResults) {
     runs().RunSequence(1); // power off: nothing at all
     EXPECT_EQ(board->portCalls(), 0u);
     cells(1, {"&hA0", "&h10", "Constans", "Potmeter"});
-    panel.setValue(Ctl::Analog_ki, 0x1A3); // the slider's low eight bits go out
+    panel.setValue(Analog_ki, 0x1A3); // the slider's low eight bits go out
     runs().Go1_Click();
     EXPECT_TRUE(tester->powerOn());
     EXPECT_EQ(chip.written, (std::vector<int>{0x10, 0x00, 0xA3}));
-    EXPECT_EQ(texts({Ctl::C1, Ctl::C2, Ctl::C3, Ctl::Panel2, Ctl::Panel4, Ctl::Panel5, Ctl::Panel6,
-                     Ctl::Panel7}),
+    EXPECT_EQ(texts({C1, C2, C3, Panel2, Panel4, Panel5, Panel6, Panel7}),
               u" 160| 16| 0|Sequence 1: Stop|A|A|A|A"_s);
     // A read address nobody answers: no "A", and the read bytes are 255.
     cells(2, {"&h91", "Dump1", "Dump1"});
     runs().Go2_Click();
-    EXPECT_EQ(texts({Ctl::Panel4, Ctl::Hex1, Ctl::Dump1}), u"|FF FF |255 255 "_s);
+    EXPECT_EQ(texts({Panel4, Hex1, Dump1}), u"|FF FF |255 255 "_s);
 
     // The device's byte, read into the other display and onto the indicator; the last read
     // of a transfer is not acknowledged, the others are: address 9 bits, three reads of 9
@@ -99,16 +99,15 @@ TEST_F(RunTest, AnI2cRunWritesReadsAndShowsItsResults) {
     cells(2, {"&hA1", "Indicator", "Dump1", "Dump2"});
     bits();
     EXPECT_EQ(runs().RunSequence(2).bytesRead, (std::vector<int>{0x5A, 0x5A, 0x5A}));
-    EXPECT_EQ(texts({Ctl::Panel4, Ctl::Analog_be_sz, Ctl::Hex1, Ctl::Dump2}),
-              u"A| 90|FF FF 5A |090 "_s);
-    EXPECT_EQ(panel.value(Ctl::Analog_be), 0x5A);
+    EXPECT_EQ(texts({Panel4, Analog_be_sz, Hex1, Dump2}), u"A| 90|FF FF 5A |090 "_s);
+    EXPECT_EQ(panel.value(Analog_be), 0x5A);
     const QString acks = bits();
     EXPECT_EQ(QString(acks[18]) + acks[27] + acks[36], u"001"_s);
     runs().Cl1_Click();
-    EXPECT_EQ(texts({Ctl::Hex1, Ctl::Dump1, Ctl::Dump2}), u"||090 "_s);
+    EXPECT_EQ(texts({Hex1, Dump1, Dump2}), u"||090 "_s);
 
     // A Stop first is start then stop (D1 C1 D0, D0 C1 D1), and empties the marks.
-    panel.setText(Ctl::Panel5, u"A"_s);
+    panel.setText(Panel5, u"A"_s);
     const auto calls = board->portCalls();
     cells(1, {});
     runs().RunSequence(1);
@@ -119,7 +118,7 @@ TEST_F(RunTest, AnI2cRunWritesReadsAndShowsItsResults) {
 TEST_F(RunTest, AnInvalidConstantUnderTheTimerIsReportedOnceAndStopsTheTimer) {
     cells(1, {"&hA0", "300", "&h10"});
     power().TogglePower();
-    runs().selectOption(Ctl::Ns12);
+    runs().selectOption(Ns12);
     ASSERT_TRUE(tester->timer().isActive());
     int ticksDuringBox = 0;
     dialogs.duringMessage = [&] {
@@ -138,26 +137,25 @@ TEST_F(RunTest, AnInvalidConstantUnderTheTimerIsReportedOnceAndStopsTheTimer) {
     EXPECT_EQ(tester->timerSelection(), 0);
     EXPECT_TRUE(board->wires().dtr && board->wires().rts); // the stop condition was driven
     // Sequence 2 of the same tick still ran, after the first had ended.
-    EXPECT_EQ(texts({Ctl::C2, Ctl::Panel2, Ctl::Panel3}),
-              u"300|Sequence 1: Stop|Sequence 2: Stop"_s);
+    EXPECT_EQ(texts({C2, Panel2, Panel3}), u"300|Sequence 1: Stop|Sequence 2: Stop"_s);
 }
 
 TEST_F(RunTest, TimerTicksRunTheSelectionAtTheIntervalAndEnterItsRow) {
     QString order; // the runs in the order they started
     QObject::connect(&panel, &FrontPanel::changed, [&](Ctl c) {
-        if ((c == Ctl::Panel2 || c == Ctl::Panel3) && panel.text(c).endsWith(u"Run"))
-            order += c == Ctl::Panel2 ? u'1' : u'2';
+        if ((c == Panel2 || c == Panel3) && panel.text(c).endsWith(u"Run"))
+            order += c == Panel2 ? u'1' : u'2';
     });
-    runs().selectOption(Ctl::Ns12);
+    runs().selectOption(Ns12);
     runs().Timer_Timer(); // power off: the ticks do nothing
     power().TogglePower();
     runs().Timer_Timer();
-    runs().selectOption(Ctl::Ns2);
+    runs().selectOption(Ns2);
     runs().Timer_Timer();
-    runs().selectOption(Ctl::Noff);
+    runs().selectOption(Noff);
     runs().Timer_Timer();
-    runs().cellEnterPressed(Ctl::C4);
-    runs().cellEnterPressed(Ctl::D3);
+    runs().cellEnterPressed(C4);
+    runs().cellEnterPressed(D3);
     EXPECT_EQ(order, u"12212"_s);
 
     // The interval dialog takes 1 to 2000, and else 1000.
@@ -183,15 +181,14 @@ TEST_F(RunTest, AMicrowireRunSendsResetStartBitBitsAndBytes) {
     EXPECT_FALSE(tester->startBitOn()); // the check mark, cleared in I2C mode, decides
     cells(1, {"X101", "&hA5", "Dump1"});
     runs().Go1_Click();
-    EXPECT_EQ(board->sentCharacters(), (std::vector<std::uint8_t>{0xFF}));
-    EXPECT_EQ(dialogs.yields, 1);
+    EXPECT_EQ(std::pair(board->sentCharacters(), dialogs.yields),
+              std::pair(std::vector<std::uint8_t>{0xFF}, 1));
     // The reset pulse's own rise of the clock, 1 0 1, then 0xA5, then the read's clocks.
     EXPECT_EQ(bits().left(12), u"1"
                                "101"
                                "10100101"_s);
-    EXPECT_EQ(
-        texts({Ctl::C2, Ctl::Hex1, Ctl::Dump1, Ctl::Panel4, Ctl::Panel5, Ctl::Panel6, Ctl::Panel7}),
-        u" 165|FF |255 |NA|NA|NA|NA"_s); // nothing drives data in
+    EXPECT_EQ(texts({C2, Hex1, Dump1, Panel4, Panel5, Panel6, Panel7}),
+              u" 165|FF |255 |NA|NA|NA|NA"_s); // nothing drives data in
     EXPECT_TRUE(board->wires().dtr && board->wires().rts);
     // Sequence 2 with the start bit on fills the display its cell names.
     setup().Mset_start_Click();
@@ -201,13 +198,13 @@ TEST_F(RunTest, AMicrowireRunSendsResetStartBitBitsAndBytes) {
     EXPECT_EQ(bits(), u"110"_s); // the reset pulse, the start bit, the 0
     cells(2, {"Dump1"});
     runs().Go2_Click();
-    EXPECT_EQ(texts({Ctl::Hex1, Ctl::Dump2}), u"FF FF |"_s);
+    EXPECT_EQ(texts({Hex1, Dump2}), u"FF FF |"_s);
 }
 
 TEST_F(RunTest, MicrowireRejectsAnIllegalBitWithTheTimerOffAndABadConstantWithout) {
     microwire();
     power().TogglePower();
-    runs().selectOption(Ctl::Ns1);
+    runs().selectOption(Ns1);
     cells(1, {"256"});
     dialogs.thenMessage().thenMessage();
     EXPECT_FALSE(runs().Timer_Timer().timerOff);
@@ -221,7 +218,7 @@ TEST_F(RunTest, MicrowireRejectsAnIllegalBitWithTheTimerOffAndABadConstantWithou
     // 0x02, then the bits before the bad character: 1 and 0
     EXPECT_EQ(bits().mid(1, 10), u"00000010"
                                  "10"_s);
-    EXPECT_EQ(texts({Ctl::C1, Ctl::Panel2}), u" 2|Sequence 1: Stop"_s);
+    EXPECT_EQ(texts({C1, Panel2}), u" 2|Sequence 1: Stop"_s);
 }
 
 TEST_F(RunTest, TheResetDialogRoundsHalvesToEvenAndAClickDuringTheResetPulseIsDropped) {
@@ -250,10 +247,9 @@ TEST_F(RunTest, TheResetDialogRoundsHalvesToEvenAndAClickDuringTheResetPulseIsDr
         runs().Timer_Timer();
         nested += static_cast<int>(board->sentCharacters().size() - before);
     };
-    runs().selectOption(Ctl::Ns1);
+    runs().selectOption(Ns1);
     runs().Go1_Click();
-    EXPECT_EQ(nested, 0);
-    EXPECT_EQ(board->sentCharacters().size(), 1u);
+    EXPECT_EQ(std::pair(nested, board->sentCharacters().size()), std::pair(0, std::size_t(1)));
     EXPECT_FALSE(tester->busy());
 }
 
@@ -274,26 +270,23 @@ TEST(CliRun, TheSequenceOptionChoosesTheRowsAndARejectedCellEndsTheRepeats) {
         tester.startUp({});
         CliRun(tester, dialogs, {})
             .execute({{scratch.path("f.scm")}, sequence, repeat, 0, {}, {}, {}});
-        // The messages, the cells C1, C2 and D1, and the option checked ("-" for none).
-        QString option = u"-"_s;
-        for (Ctl c : {Ctl::Noff, Ctl::Ns1, Ctl::Ns2, Ctl::Ns12})
-            option = panel.isChecked(c) ? panel.text(c) : option;
-        return dialogs.messages() +
-               QStringList{panel.text(Ctl::C1), panel.text(Ctl::C2), panel.text(Ctl::D1), option};
+        // The messages, the cells C1, C2 and D1, the option and the timer.
+        return (dialogs.messages() +
+                QStringList{textsOf(panel, {C1, C2, D1}), timerOf(panel, tester)})
+            .join(u'|');
     };
     // A run rewrites the constants it sends in decimal.
     const QStringList rows = {"&h40", "Stop", "Stop", "Stop", "&h41"};
-    EXPECT_EQ(run(rows, false, true, 1, 1), QStringList({" 64", "Stop", "&h41", "Off"}));
-    EXPECT_EQ(run(rows, false, true, 2, 1), QStringList({"&h40", "Stop", " 65", "Off"}));
-    EXPECT_EQ(run(rows, false, true, 12, 1), QStringList({" 64", "Stop", " 65", "Off"}));
+    EXPECT_EQ(run(rows, false, true, 1, 1), u" 64|Stop|&h41|Off stopped"_s);
+    EXPECT_EQ(run(rows, false, true, 2, 1), u"&h40|Stop| 65|Off stopped"_s);
+    EXPECT_EQ(run(rows, false, true, 12, 1), u" 64|Stop| 65|Off stopped"_s);
     // An invalid I2C constant: said once, and "Off" selected whatever the file had selected.
     for (const bool offSelected : {true, false})
         EXPECT_EQ(run({"&hA0", "300"}, false, offSelected, 1, 5),
-                  QStringList({kI2cBadConstant, " 160", "300", "Stop", "Off"}));
+                  kI2cBadConstant + "| 160|300|Stop|Off stopped");
     // Microwire: a bad constant leaves the timer alone, so every tick says it; an illegal bit
     // stops the repeats.
     EXPECT_EQ(run({"300"}, true, false, 1, 3),
-              QStringList(3, kMicrowireBadConstant) + QStringList({"300", "Stop", "Stop", "-"}));
-    EXPECT_EQ(run({"x1021"}, true, true, 1, 3),
-              QStringList({kIllegalBit, "x1021", "Stop", "Stop", "Off"}));
+              QStringList(3, kMicrowireBadConstant).join(u'|') + "|300|Stop|Stop|none stopped");
+    EXPECT_EQ(run({"x1021"}, true, true, 1, 3), kIllegalBit + "|x1021|Stop|Stop|Off stopped");
 }

@@ -17,6 +17,7 @@
 #include <vector>
 
 using namespace Qt::StringLiterals;
+using enum Ctl; // the controls by their names: texts({C1, Panel2})
 
 // Failures show texts as texts.
 inline void PrintTo(const QString& s, std::ostream* os) {
@@ -28,6 +29,21 @@ struct Scratch {
     QTemporaryDir dir;
     QString path(const char* name) const { return dir.filePath(QString::fromUtf8(name)); }
 };
+
+// The controls' texts, joined by "|".
+inline QString textsOf(const FrontPanel& panel, std::initializer_list<Ctl> controls) {
+    QStringList all;
+    for (Ctl c : controls)
+        all << panel.text(c);
+    return all.join(u'|');
+}
+// The non-stop option checked ("none" when none is) and whether the timer runs.
+inline QString timerOf(const FrontPanel& panel, const Tester& tester) {
+    QString option = u"none"_s;
+    for (Ctl c : {Noff, Ns1, Ns2, Ns12})
+        option = panel.isChecked(c) ? panel.text(c) : option;
+    return option + (tester.timer().isActive() ? " running" : " stopped");
+}
 
 struct Rig : Scratch {
     // variant: "bare" for the adapter with nothing on the bus, "" for the test board with its
@@ -53,26 +69,14 @@ struct Rig : Scratch {
     FileActions& files() { return tester->files(); }
 
     QString bar(int n) const { return panel.text(FrontPanel::panel(n)); } // status panel n
-    // The controls' texts, joined by "|".
-    QString texts(std::initializer_list<Ctl> controls) const {
-        QStringList all;
-        for (Ctl c : controls)
-            all << panel.text(c);
-        return all.join(u'|');
-    }
+    QString texts(std::initializer_list<Ctl> controls) const { return textsOf(panel, controls); }
     // "ON" or "OFF" as the Power button says, "open" or "closed" as the port is, and
     // "analysing" while analysis is on.
     QString state() const {
         return QString(tester->powerOn() ? "ON" : "OFF") + (board->isOpen() ? " open" : " closed") +
                (tester->analysisOn() ? " analysing" : "");
     }
-    // The non-stop option checked ("none" when none is) and whether the timer runs.
-    QString timer() const {
-        QString option = u"none"_s;
-        for (Ctl c : {Ctl::Noff, Ctl::Ns1, Ctl::Ns2, Ctl::Ns12})
-            option = panel.isChecked(c) ? panel.text(c) : option;
-        return option + (tester->timer().isActive() ? " running" : " stopped");
-    }
+    QString timer() const { return timerOf(panel, *tester); }
     QString cell(int sequence, int k) const { return panel.text(FrontPanel::cell(sequence, k)); }
     // The cells of a sequence, "Stop" after the texts given.
     void cells(int sequence, const QStringList& texts) {
@@ -144,22 +148,22 @@ struct StartState {
 };
 // clang-format off
 inline const std::vector<StartState> kStartState = {
-    {Ctl::Fo, "I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"}, {Ctl::Panel2, "Sequence 1: Stop"},
-    {Ctl::Megjegyzes, "Note:  ", "Sequences Comment"},         {Ctl::Panel3, "Sequence 2: Stop"},
-    {Ctl::Panel1, "Port: 1", "Serial Port"},     {Ctl::Panel4, ""}, {Ctl::Panel8, " 1000mS"},
-    {Ctl::Panel7, "", "Command 4 Acknowledge"},  {Ctl::Panel9, "I2C"},
-    {Ctl::Panel10, "S:ON", nullptr, false},      {Ctl::Panel11, "3750.00 uS", nullptr, false},
-    {Ctl::PowerG, "Power OFF", "Panel Power ON/OFF"},      {Ctl::Go1, "Go", "Run Commands"},
-    {Ctl::Frame1, "Sequence 1", "&hHexa / Xbit serial"},   {Ctl::Label3, "Start", ""},
-    {Ctl::Frame2, "Sequence 2", "&hHexa / Xbit serial"},   {Ctl::Label4, "A", "Acknowledge"},
-    {Ctl::Label8, "A Stop", "Acknowledge & Stop"},         {Ctl::Label14, "A Stop"},
-    {Ctl::C1, "Stop", "Command 1"},     {Ctl::C2, "Stop", nullptr, false},
-    {Ctl::C3, "Stop", "Command 3", false},  {Ctl::C4, "Stop", nullptr, false}, {Ctl::D1, "Stop"},
-    {Ctl::D2, "Stop", nullptr, false},  {Ctl::D4, "Stop", nullptr, false},
-    {Ctl::Noff, "Off", nullptr, true, true}, {Ctl::Ns12, "Seq12"}, {Ctl::Analog_ki, nullptr, "Potmeter"},
-    {Ctl::Anal_be, "&Observation", nullptr, true, true},   {Ctl::Mset_micro, "&Microwire serial"},
-    {Ctl::Mset_start, "&Start bit", nullptr, false},       {Ctl::Mset_reset, "&Reset keeping", nullptr, false},
-    {Ctl::Mset_Device, "&Device Detect"}};
+    {Fo, "I2C/Microwire Tamsolvix V 3. 0. 0 : No Title"}, {Panel2, "Sequence 1: Stop"},
+    {Megjegyzes, "Note:  ", "Sequences Comment"},         {Panel3, "Sequence 2: Stop"},
+    {Panel1, "Port: 1", "Serial Port"},     {Panel4, ""}, {Panel8, " 1000mS"},
+    {Panel7, "", "Command 4 Acknowledge"},  {Panel9, "I2C"},
+    {Panel10, "S:ON", nullptr, false},      {Panel11, "3750.00 uS", nullptr, false},
+    {PowerG, "Power OFF", "Panel Power ON/OFF"},      {Go1, "Go", "Run Commands"},
+    {Frame1, "Sequence 1", "&hHexa / Xbit serial"},   {Label3, "Start", ""},
+    {Frame2, "Sequence 2", "&hHexa / Xbit serial"},   {Label4, "A", "Acknowledge"},
+    {Label8, "A Stop", "Acknowledge & Stop"},         {Label14, "A Stop"},
+    {C1, "Stop", "Command 1"},     {C2, "Stop", nullptr, false},
+    {C3, "Stop", "Command 3", false},  {C4, "Stop", nullptr, false}, {D1, "Stop"},
+    {D2, "Stop", nullptr, false},  {D4, "Stop", nullptr, false},
+    {Noff, "Off", nullptr, true, true}, {Ns12, "Seq12"}, {Analog_ki, nullptr, "Potmeter"},
+    {Anal_be, "&Observation", nullptr, true, true},   {Mset_micro, "&Microwire serial"},
+    {Mset_start, "&Start bit", nullptr, false},  {Mset_reset, "&Reset keeping", nullptr, false},
+    {Mset_Device, "&Device Detect"}};
 // clang-format on
 // "text|tooltip|enabled|checked" of s, or of what c shows where s has a value ("*" elsewhere).
 inline QString startState(const StartState& s, const ControlState* c = nullptr) {

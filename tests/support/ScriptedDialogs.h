@@ -14,12 +14,9 @@
 // script did not expect fails the test (and is answered with Cancel or No).
 class ScriptedDialogs : public Dialogs {
 public:
-    enum class Kind {
-        Message,
-        Input,
-        OpenFile,
-        SaveFile
-    };
+    // clang-format off
+    enum class Kind { Message, Input, OpenFile, SaveFile };
+    // clang-format on
     struct Shown {
         Kind kind;
         QString text, title, defaultText, detail; // text: message, prompt or filter
