@@ -1,6 +1,7 @@
 // brolmet-cli: Tamsolvix without a window, for scripts and machines without a display.
 #include "actions/Tester.h"
 #include "app/BackendOptions.h"
+#include "app/CliArguments.h"
 #include "app/CliEeprom.h"
 #include "app/CliPorts.h"
 #include "app/CliReport.h"
@@ -65,51 +66,6 @@ int usageError(QString why) {
         why.chop(1);
     std::fprintf(stderr, "brolmet-cli: %s; see --help\n", qPrintable(why));
     return 2;
-}
-
-// Standard error carries the tool's own messages only: what Qt says on its own (a missing
-// runtime folder, fonts) is dropped, unless it is fatal.
-void qtMessage(QtMsgType type, const QMessageLogContext&, const QString& text) {
-    if (type == QtFatalMsg)
-        std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(text));
-}
-
-// The parser's complaint about an argument it does not know, with the argument as typed.
-QString unknownOption(const QCommandLineParser& parser, const QStringList& arguments) {
-    const QString name = parser.unknownOptionNames().value(0);
-    for (const QString& a : arguments.mid(1)) {
-        if (a == u"--")
-            break;
-        const QString typed = a.section(u'=', 0, 0);
-        if (typed.startsWith(u"--") && typed.mid(2) == name)
-            return QStringLiteral("unknown option '%1'").arg(typed);
-        if (typed.startsWith(u'-') && typed.mid(1) == name)
-            return QStringLiteral("unknown option '%1' (a file name that begins with '-' goes "
-                                  "after '--': run -- %1)")
-                .arg(typed);
-    }
-    return parser.errorText();
-}
-
-// An argument that the platform's file-name encoding (UTF-8) cannot carry: Qt cannot name
-// such a file, so it is said at once instead of "is NOT exist !" later. Empty when all fit.
-QString undecodable(int argc, char** argv) {
-    for (int i = 1; i < argc; ++i) {
-        const QByteArray raw(argv[i]);
-        if (QFile::encodeName(QFile::decodeName(raw)) == raw)
-            continue;
-        QString shown;
-        for (const char c : raw) {
-            const auto byte = static_cast<unsigned char>(c);
-            shown += byte < 0x80 ? QString(QLatin1Char(c))
-                                 : QStringLiteral("\\x") +
-                                       QString::number(byte, 16).toUpper().rightJustified(2, u'0');
-        }
-        return QStringLiteral("the argument '%1' is not valid UTF-8, and a file with such a "
-                              "name cannot be opened here: rename the file")
-            .arg(shown);
-    }
-    return {};
 }
 
 void addOptions(QCommandLineParser& parser) {
@@ -246,10 +202,28 @@ int execute(const Command& command, Tester& tester, ConsoleDialogs& dialogs,
     return status;
 }
 
+// --help and --version end the program here.
+void showHelpOrVersion(QCommandLineParser& parser) {
+    if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("help-all")))
+        parser.showHelp(0);
+    if (parser.isSet(QStringLiteral("version")))
+        parser.showVersion();
+}
+
+// The adapter's timing; on a real port, what its opening finds goes to standard error.
+void tellAboutTheAdapter(Tester& tester, const BackendOptions::Backend& backend) {
+    tester.adapter().setTiming(backend.timing);
+    if (!backend.board)
+        tester.adapter().setAnnouncer([](const QStringList& notes) {
+            for (const QString& note : notes)
+                std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(note));
+        });
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    qInstallMessageHandler(qtMessage);
+    qInstallMessageHandler(CliArguments::qtMessage);
     // No window, but the observation picture draws text: the offscreen platform serves.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -259,16 +233,13 @@ int main(int argc, char** argv) {
 
     QCommandLineParser parser;
     addOptions(parser);
-    if (const QString why = undecodable(argc, argv); !why.isEmpty())
+    if (const QString why = CliArguments::undecodable(argc, argv); !why.isEmpty())
         return usageError(why);
     if (!parser.parse(QCoreApplication::arguments()))
         return usageError(parser.unknownOptionNames().isEmpty()
                               ? parser.errorText()
-                              : unknownOption(parser, QCoreApplication::arguments()));
-    if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("help-all")))
-        parser.showHelp(0);
-    if (parser.isSet(QStringLiteral("version")))
-        parser.showVersion();
+                              : CliArguments::unknownOption(parser, QCoreApplication::arguments()));
+    showHelpOrVersion(parser);
     QString why;
     const std::optional<Command> command = parseCommand(parser, &why);
     if (!command)
@@ -285,12 +256,7 @@ int main(int argc, char** argv) {
     FrontPanel panel;
     ConsoleDialogs dialogs(stderr);
     Tester tester(panel, *backend.port, dialogs);
-    tester.adapter().setTiming(backend.timing);
-    if (!backend.board)
-        tester.adapter().setAnnouncer([](const QStringList& notes) {
-            for (const QString& note : notes)
-                std::fprintf(stderr, "brolmet-cli: %s\n", qPrintable(note));
-        });
+    tellAboutTheAdapter(tester, backend);
     // As the window starts; the settings are never written back.
     tester.startUp(Tester::readSettings(*settings));
     int status = command->tool ? command->tool(tester, dialogs)

@@ -33,6 +33,19 @@ void addOptions(QCommandLineParser& parser, const QCommandLineOption& open) {
                        "command line are dropped)."));
 }
 
+// On the simulated board the EEPROM window offers the board's socket.
+void offerSocket(Tester& tester, const BackendOptions::Backend& backend) {
+    if (!backend.board)
+        return;
+    tester.eeprom().setSocketHook(
+        [board = backend.board](const std::optional<EepromChip>& chip, int address, QString* why) {
+            return SimBoardOptions::plug(*board, chip, address, why);
+        },
+        backend.socket ? std::optional(backend.socket->chip) : std::nullopt);
+    if (backend.socket)
+        tester.eeprom().setAddress(backend.socket->addressByte);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -66,16 +79,7 @@ int main(int argc, char** argv) {
     Tester tester(panel, *backend.port, dialogs);
     tester.adapter().setTiming(backend.timing);
     tester.startUp(Tester::readSettings(*settings));
-    if (backend.board) { // the EEPROM window offers the socket
-        tester.eeprom().setSocketHook(
-            [board = backend.board](const std::optional<EepromChip>& chip, int address,
-                                    QString* why) {
-                return SimBoardOptions::plug(*board, chip, address, why);
-            },
-            backend.socket ? std::optional(backend.socket->chip) : std::nullopt);
-        if (backend.socket)
-            tester.eeprom().setAddress(backend.socket->addressByte);
-    }
+    offerSocket(tester, backend);
 
     MainWindow window(panel, tester);
     QObject::connect(&window, &MainWindow::closing, &tester,
